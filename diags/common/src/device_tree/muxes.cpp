@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+// The muxes on the way to a chip: reading them from a description, and setting them.
+#include <cstring>
+
+#include "device_tree.h"
+#include "diag_util.h"
+#include "tool_calls.h"
+
+#include "diags/common/src/device_tree/model.h"
+#include "diags/common/src/lib/fields.h"
+#include "diags/common/src/lib/xml.h"
+#include "diags/common/src/log.h"
+
+namespace {
+
+using diag::Fields;
+
+uint32_t set_i2c_mux(const mux_entry &mux) {
+    const auto select = static_cast<uint8_t>(mux.val);
+    diag_print(3, "Setting I2C Mux %s %#x %#x %#x\n", mux.bus, mux.addr, mux.reg, select);
+    return static_cast<uint32_t>(i2ctool_set(mux.bus, mux.addr & 0xFF,
+                                             static_cast<int>(mux.reg & 0xFFFF), &reg8_data8,
+                                             &select, 1, 0, false));
+}
+
+struct MuxBus {
+    const char *word;
+    uint32_t (*set)(const mux_entry &mux);
+};
+
+// Looked for anywhere in the bus text, in this order.
+constexpr MuxBus kMuxBuses[] = {{"i2c", set_i2c_mux}};
+
+const MuxBus *find_mux_bus(const char *bus) {
+    for (const MuxBus &known : kMuxBuses) {
+        if (bus != nullptr && std::strstr(bus, known.word) != nullptr) {
+            return &known;
+        }
+    }
+    return nullptr;
+}
+
+struct MuxNumber {
+    uint32_t mux_entry::*member;
+    const char *missing;  // message of the text form
+};
+
+constexpr MuxNumber kMuxNumbers[] = {
+    {&mux_entry::addr, "Invalid MUX specification. Expecting a Mux address\n"},
+    {&mux_entry::reg, "Invalid MUX specification. Expecting a Mux register\n"},
+    {&mux_entry::mask, "Invalid MUX specification. Expecting a Mux mask\n"},
+    {&mux_entry::val, "Invalid MUX specification. Expecting a Mux Value\n"},
+};
+
+// Address, register, mask and value of one mux.
+uint32_t read_mux_numbers(mux_entry &mux, Fields &fields) {
+    for (const MuxNumber &number : kMuxNumbers) {
+        const char *text = fields.next();
+        if (text == nullptr) {
+            diag_print(1, "%s", number.missing);
+            return DIAG_E_INVAL;
+        }
+        mux.*number.member = atoh(text);
+    }
+    DIAG_CONFIG_DEBUG(3, "Mux: %s %#x %#x %#x %#x\n", mux.bus != nullptr ? mux.bus : "", mux.addr,
+                      mux.reg, mux.mask, mux.val);
+    return 0;
+}
+
+// Takes the bus, up to the next blank, off the front of the text and answers what follows it; null
+// when there is no memory for the bus.
+char *read_mux_bus(mux_entry &mux, char *text) {
+    text += std::strspn(text, " ");
+    char *end = text + std::strcspn(text, " ");
+    char *behind = *end != '\0' ? end + 1 : end;
+    *end = '\0';
+    return diag::replace_text(&mux.bus, text) ? behind : nullptr;
+}
+
+// A text that fits goes into the buffer that is there, which further muxes of the chain may share;
+// one that does not fit gets a buffer of its own and leaves the shared one alone.
+bool store_bus(mux_entry &mux, const char *text) {
+    if (mux.bus != nullptr && std::strlen(text) <= std::strlen(mux.bus)) {
+        std::strcpy(mux.bus, text);
+        return true;
+    }
+    char *copy = diag::copy_text(text);
+    if (copy == nullptr) {
+        return false;
+    }
+    mux.bus = copy;
+    return true;
+}
+
+struct XmlMuxNumber {
+    const char *word;
+    uint32_t mux_entry::*member;
+    const char *echo;
+};
+
+constexpr XmlMuxNumber kXmlMuxNumbers[] = {
+    {"addr", &mux_entry::addr, "Load psu mux addr"},
+    {"reg", &mux_entry::reg, "Load mux reg"},
+    {"mask", &mux_entry::mask, "Load mux mask"},
+    {"val", &mux_entry::val, "Load mux val"},
+};
+
+void read_xml_number(mux_entry &entry, const XmlMuxNumber &number, const char *text) {
+    entry.*number.member = atoh(text);
+    diag_print(3, "%s : %d\n", number.echo, static_cast<int>(entry.*number.member));
+}
+
+const XmlMuxNumber *find_xml_number(const xmlNode &element) {
+    for (const XmlMuxNumber &number : kXmlMuxNumbers) {
+        if (diag::xml_name_starts(element, number.word)) {
+            return &number;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+uint32_t set_muxes(mux_entry *first) {
+    diag_print(3, "Setting Mux for access to Device \n");
+    uint32_t status = 0;
+    for (mux_entry *mux = first; mux != nullptr; mux = mux->next) {
+        if (mux->bus == nullptr) {
+            mux->bus = first->bus;  // deeper muxes sit on the bus of the first
+        }
+        const MuxBus *bus = find_mux_bus(mux->bus);
+        if (bus == nullptr) {
+            diag_print(0, "Unknown Bus Type specified\n");
+            return status;
+        }
+        status = bus->set(*mux);
+    }
+    return status;
+}
+
+uint32_t parse_mux_xml(xmlNode *element, mux_entry *entry) {
+    if (entry == nullptr) {
+        DIAG_ERROR("Input mux tree is NULL\n");
+        return DIAG_E_INVAL;
+    }
+    for (const xmlNode &child : diag::XmlElements(element->children)) {
+        const bool is_bus = diag::xml_name_starts(child, "bus");
+        const XmlMuxNumber *number = is_bus ? nullptr : find_xml_number(child);
+        if (!is_bus && number == nullptr) {
+            continue;
+        }
+        const char *text = diag::xml_first_text(child);
+        if (text == nullptr) {
+            diag_print(0, "Invalid Element Structure\n");
+        } else if (number != nullptr) {
+            read_xml_number(*entry, *number, text);
+        } else if (store_bus(*entry, text)) {
+            diag_print(3, "Load mux bus : %s\n", entry->bus);
+        } else {
+            DIAG_ERROR("Could not malloc mux bus\n");
+            return DIAG_E_NOMEM;
+        }
+    }
+    return 0;
+}
+
+uint32_t parse_mux_setting(mux_entry *first, char *text) {
+    DIAG_CONFIG_DEBUG(3, "Mux Line: %s\n", text);
+    char *numbers = read_mux_bus(*first, text);
+    if (numbers == nullptr) {
+        DIAG_ERROR("Could not allocate mux bus\n");
+        return DIAG_E_NOMEM;
+    }
+    Fields fields(numbers, ":");
+    for (mux_entry *mux = first;;) {
+        if (const uint32_t status = read_mux_numbers(*mux, fields); status != 0) {
+            return status;
+        }
+        if (fields.next() == nullptr) {  // the word before a deeper mux says nothing
+            DIAG_CONFIG_DEBUG(3, "No Next Level Mux found \n");
+            return 0;
+        }
+        DIAG_CONFIG_DEBUG(3, "next level mux found\n");
+        mux->next = diag::allocate<mux_entry>();
+        mux = mux->next;
+        if (mux == nullptr) {
+            diag_print(0, "Could not allocate next mux structure\n");
+            return DIAG_E_NOMEM;
+        }
+    }
+}

@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: MIT
+#include "diags/common/src/lib/spawn.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "diag_util.h"
+
+#include "diags/common/src/lib/fields.h"
+#include "diags/common/src/lib/unique_fd.h"
+
+namespace diag {
+
+namespace {
+
+constexpr int kNotFound = 127 << 8;
+constexpr int kNotExecutable = 126 << 8;
+constexpr int kNoProcess = -1;
+
+// The words of a command line, as a program receives them.
+class Arguments {
+  public:
+    explicit Arguments(const char *command) {
+        std::snprintf(text_, sizeof text_, "%s", command);
+        Fields words(text_, " ");
+        for (char **word = words_.data(); (*word = words.next()) != nullptr; word++) {
+        }
+    }
+
+    const char *program() const { return words_.front() != nullptr ? words_.front() : ""; }
+    char *const *words() const { return words_.data(); }
+
+  private:
+    char text_[SYS_CMD_MAX_SIZE];
+    // Every other character a blank makes the most words; one more for the null at the end.
+    std::array<char *, SYS_CMD_MAX_SIZE / 2 + 1> words_;
+};
+
+// While tools run, an interrupt from the keyboard is theirs: the process ignores SIGINT and SIGQUIT
+// from the first tool's start to the last one's end, whichever threads run them.
+class KeyboardSignalsIgnored {
+  public:
+    KeyboardSignalsIgnored() {
+        const std::lock_guard guard(lock_);
+        if (users_++ == 0) {
+            struct sigaction ignore {};
+            ignore.sa_handler = SIG_IGN;
+            sigaction(SIGINT, &ignore, &saved_interrupt_);
+            sigaction(SIGQUIT, &ignore, &saved_quit_);
+        }
+        sigemptyset(&handled_);
+        if (saved_interrupt_.sa_handler != SIG_IGN) {
+            sigaddset(&handled_, SIGINT);
+        }
+        if (saved_quit_.sa_handler != SIG_IGN) {
+            sigaddset(&handled_, SIGQUIT);
+        }
+    }
+    ~KeyboardSignalsIgnored() {
+        const std::lock_guard guard(lock_);
+        if (--users_ == 0) {
+            sigaction(SIGINT, &saved_interrupt_, nullptr);
+            sigaction(SIGQUIT, &saved_quit_, nullptr);
+        }
+    }
+    KeyboardSignalsIgnored(const KeyboardSignalsIgnored &) = delete;
+    KeyboardSignalsIgnored &operator=(const KeyboardSignalsIgnored &) = delete;
+
+    // Those that the process did not ignore before: a tool starts with their default action.
+    const sigset_t &handled() const { return handled_; }
+
+  private:
+    static inline std::mutex lock_;
+    static inline int users_;                         // guarded by lock_
+    static inline struct sigaction saved_interrupt_;  // guarded by lock_
+    static inline struct sigaction saved_quit_;       // guarded by lock_
+    sigset_t handled_;
+};
+
+class ChildSignalBlocked {
+  public:
+    ChildSignalBlocked() {
+        sigset_t child;
+        sigemptyset(&child);
+        sigaddset(&child, SIGCHLD);
+        pthread_sigmask(SIG_BLOCK, &child, &saved_);
+    }
+    ~ChildSignalBlocked() { pthread_sigmask(SIG_SETMASK, &saved_, nullptr); }
+    ChildSignalBlocked(const ChildSignalBlocked &) = delete;
+    ChildSignalBlocked &operator=(const ChildSignalBlocked &) = delete;
+
+    const sigset_t &saved() const { return saved_; }
+
+  private:
+    sigset_t saved_;
+};
+
+// Starts the program; a status as of `system` when it could not be started, else 0 and its *pid.
+int start(const Arguments &arguments, const sigset_t &mask, const sigset_t &defaults, pid_t *pid) {
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setsigmask(&attributes, &mask);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    const int error =
+        posix_spawnp(pid, arguments.program(), nullptr, &attributes, arguments.words(), environ);
+    posix_spawnattr_destroy(&attributes);
+    switch (error) {
+        case 0:
+            return 0;
+        case ENOENT:
+        case ENOTDIR:
+            return kNotFound;
+        case EAGAIN:
+        case ENOMEM:
+            return kNoProcess;
+        default:
+            return kNotExecutable;
+    }
+}
+
+int wait_for(pid_t pid) {
+    int status = 0;
+    while (waitpid(pid, &status, 0) == -1) {
+        if (errno != EINTR) {
+            return kNoProcess;
+        }
+    }
+    return status;
+}
+
+// Takes the program's output as it comes, until the program has ended.
+void drain_until_exit(pid_t pid, int fd, ToolOutput &output) {
+    // A kernel without descriptors for processes answers -1, which poll passes over; looking at
+    // the process every 10 ms then takes the descriptor's place.
+    const UniqueFd exit_event(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+    const int timeout_ms = exit_event.valid() ? -1 : 10;
+    std::array<pollfd, 2> events{{{exit_event.get(), POLLIN, 0}, {fd, POLLIN, 0}}};
+    for (;;) {
+        poll(events.data(), events.size(), timeout_ms);
+        if (events[1].revents != 0) {
+            output.drain(fd);
+        }
+        siginfo_t info{};
+        const bool look = !exit_event.valid() || events[0].revents != 0;
+        if (look &&
+            (waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+             info.si_pid == pid)) {
+            break;
+        }
+    }
+    output.drain(fd);  // what came between the last look and the program's end
+}
+
+int run(const char *command, int fd, ToolOutput *output) {
+    const Arguments arguments(command);
+    const KeyboardSignalsIgnored keyboard;
+    const ChildSignalBlocked child;
+    pid_t pid = 0;
+    if (const int failed = start(arguments, child.saved(), keyboard.handled(), &pid); failed != 0) {
+        return failed;
+    }
+    if (output != nullptr) {
+        drain_until_exit(pid, fd, *output);
+    }
+    return wait_for(pid);
+}
+
+}  // namespace
+
+int run_command(const char *command) {
+    return run(command, -1, nullptr);
+}
+
+int run_command(const char *command, int fd, ToolOutput &output) {
+    return run(command, fd, &output);
+}
+
+}  // namespace diag
