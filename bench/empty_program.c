@@ -1,0 +1,4 @@
+/* SPDX-License-Identifier: MIT */
+int main(void) {
+    return 0;
+}

@@ -1,0 +1,31 @@
+#!/bin/sh
+# SPDX-License-Identifier: MIT
+# installed_package.sh BUILD_FOLDER CONSUMER: installs the build into a folder of its own and uses
+# it from there as another project would, through pkg-config and through the CMake package.
+set -eu
+build=$1
+consumer=$2
+prefix=$(mktemp -d)
+trap 'rm -rf "$prefix"' EXIT
+
+cmake --install "$build" --prefix "$prefix/usr" >"$prefix/install.log"
+pkgconfig=$(dirname "$(find "$prefix" -name diag_util.pc)")
+libraries=$(dirname "$(find "$prefix" -name libdiag_util.so.0)")
+export PKG_CONFIG_PATH="$pkgconfig" LD_LIBRARY_PATH="$libraries"
+# The prefix was another one when the package was configured.
+package="pkg-config --define-variable=prefix=$prefix/usr diag_util"
+
+case " $($package --libs) " in *" -lz "*) ;; *) echo "pkg-config: no -lz"; exit 1 ;; esac
+# shellcheck disable=SC2046 # words are wanted
+cc -std=c11 -Wall -Wextra -Werror $($package --cflags) "$consumer/consumer.c" \
+  $($package --libs) -o "$prefix/by_pkg_config"
+"$prefix/by_pkg_config"
+
+cmake -S "$consumer" -B "$prefix/cmake" -DCMAKE_PREFIX_PATH="$prefix/usr" >"$prefix/cmake.log"
+cmake --build "$prefix/cmake" >"$prefix/cmake_build.log" ||
+  { cat "$prefix/cmake_build.log"; exit 1; }
+"$prefix/cmake/consumer"
+
+for program in diagctl i2ctool nvramtool; do
+  "$prefix/usr/bin/$program" --version >/dev/null || { echo "$program does not start"; exit 1; }
+done
