@@ -19,12 +19,12 @@ namespace {
 
 constexpr char kPipe[] = "/tmp/diag_bench_pipe";
 constexpr char kBus[] = "/dev/i2c-1";
-constexpr unsigned int kDevice = 0x31;  // PORT_CPLD of the example board
+constexpr unsigned int kDevice = 0x31;  // SYS_CPLD of the example board
 constexpr unsigned int kRegister = 0x00;
 
 // The tools talk to the example board, and i2ctool is found first.
 void use_example_board() {
-    static const std::string state = diag::board::power_up(DIAG_EXAMPLE_BOARD, false);
+    static const std::string state = diag::board::sim::power_up(DIAG_EXAMPLE_BOARD, false);
     setenv("DIAG_BOARD", state.c_str(), 1);
     const std::string tools = std::filesystem::path(DIAG_I2CTOOL).parent_path();
     setenv("PATH", (tools + ":/usr/bin:/bin").c_str(), 1);
