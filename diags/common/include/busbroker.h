@@ -252,8 +252,8 @@ struct tool_info {
  *                   are removed. is_ipv4 is set by a family that contains "ipv4", is_udp by a type
  *                   that contains "udp". `node` is not used.
  * Port and count are decimal. An ip of more than 46 characters is cut. `addr` is not touched.
- * 0; DIAG_E_INVAL for a child without text, a missing field or a null text. What was read before
- * a failure stays in `cfg`. */
+ * 0; DIAG_E_INVAL for a child without text, a missing field or a null argument that is needed.
+ * Children read before a failure stay in `cfg`; a text with a missing field leaves it alone. */
 DIAG_API uint32_t parse_socket_cfg(struct _xmlNode *node, socket_cfg *cfg, int from_xml,
                                    char *text);
 

@@ -209,8 +209,9 @@ DIAG_API uint32_t init_test_reg_list(reg_list **list);
 DIAG_API uint32_t init_test_data(device_node *node);
 
 /* Prints `data`, the register's bytes in host order, at level 0: the value and each bit field with
- * its meaning, from the highest bit down. Fields are expected in that order; one that starts above
- * the bits still to come ends the output. A register of several units is dumped. */
+ * its meaning, from the highest bit down. Fields are expected in that order; the output ends when
+ * those printed have used up the bits from 31 down, whatever follows. A register of several units
+ * is dumped. */
 DIAG_API void parse_reg_data(const reg_def *reg, const uint8_t *data);
 
 /* ---- muxes ---- */
@@ -222,11 +223,13 @@ DIAG_API void parse_reg_data(const reg_def *reg, const uint8_t *data);
 DIAG_API uint32_t set_muxes(mux_entry *first);
 
 /* Fills `entry` from the children of an XML element: "bus", "addr", "reg", "mask" and "val", or
- * any start of these words. A child without text is reported and passed over; `next` stays. 0;
- * DIAG_E_INVAL for a null entry; DIAG_E_NOMEM. */
+ * any start of these words. A child without text is reported and passed over; `next` stays. A bus
+ * that the entry has is overwritten in place, for every mux that shares the text; a longer one gets
+ * a text of its own and leaves the old one to the caller. 0; DIAG_E_INVAL for a null entry;
+ * DIAG_E_NOMEM. */
 DIAG_API uint32_t parse_mux_xml(struct _xmlNode *element, mux_entry *entry);
 
-/* Fills `first`, and appends further muxes to it, from text of the form
+/* Fills `first`, a zeroed entry, and appends further muxes to it, from text of the form
  * "BUS ADDR:REG:MASK:VAL[:WORD:ADDR:REG:MASK:VAL]..."; WORD is passed over, as muxes after the
  * first sit on its bus. The text is modified. 0; DIAG_E_INVAL when a number is missing;
  * DIAG_E_NOMEM. What was read so far stays. */

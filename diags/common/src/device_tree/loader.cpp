@@ -81,7 +81,10 @@ uint32_t read_opticstool_present(Load &load, xmlNode &element) {
 }
 
 uint32_t read_chip(Load &load, xmlNode &element) {
-    return read_chip_xml(load.head, &load.last, &element) != nullptr ? 0 : DIAG_E_INVAL;
+    const device_node *node = load.head != nullptr
+                                  ? read_chip_xml(load.head, &load.last, &element)
+                                  : parse_device_config(nullptr, nullptr, 1, &element, 0);
+    return node != nullptr ? 0 : DIAG_E_INVAL;
 }
 
 struct RootElement {

@@ -68,20 +68,30 @@ uint32_t read_mux_numbers(mux_entry &mux, Fields &fields) {
 }
 
 // Takes the bus, up to the next blank, off the front of the text and answers what follows it; null
-// when there is no memory for the bus.
+// when there is no memory for the bus. A bus that the entry has had is left alone: further muxes
+// may share it.
 char *read_mux_bus(mux_entry &mux, char *text) {
     text += std::strspn(text, " ");
     char *end = text + std::strcspn(text, " ");
     char *behind = *end != '\0' ? end + 1 : end;
     *end = '\0';
-    return diag::replace_text(&mux.bus, text) ? behind : nullptr;
+    char *bus = diag::copy_text(text);
+    if (bus == nullptr) {
+        return nullptr;
+    }
+    mux.bus = bus;
+    return behind;
 }
 
-// A text that fits goes into the buffer that is there, which further muxes of the chain may share;
-// one that does not fit gets a buffer of its own and leaves the shared one alone.
-bool store_bus(mux_entry &mux, const char *text) {
-    if (mux.bus != nullptr && std::strlen(text) <= std::strlen(mux.bus)) {
-        std::strcpy(mux.bus, text);
+// `given` is what the entry came with, which further muxes of the chain may share: a text that fits
+// goes into it, one that does not fit gets a buffer of its own and leaves it alone.
+bool store_bus(mux_entry &mux, const char *given, const char *text) {
+    if (mux.bus != given) {
+        return diag::replace_text(&mux.bus, text);
+    }
+    const size_t length = std::strlen(text);
+    if (mux.bus != nullptr && length <= std::strlen(mux.bus)) {
+        std::memcpy(mux.bus, text, length + 1);
         return true;
     }
     char *copy = diag::copy_text(text);
@@ -143,6 +153,7 @@ uint32_t parse_mux_xml(xmlNode *element, mux_entry *entry) {
         DIAG_ERROR("Input mux tree is NULL\n");
         return DIAG_E_INVAL;
     }
+    const char *const given_bus = entry->bus;
     for (const xmlNode &child : diag::XmlElements(element->children)) {
         const bool is_bus = diag::xml_name_starts(child, "bus");
         const XmlMuxNumber *number = is_bus ? nullptr : find_xml_number(child);
@@ -154,7 +165,7 @@ uint32_t parse_mux_xml(xmlNode *element, mux_entry *entry) {
             diag_print(0, "Invalid Element Structure\n");
         } else if (number != nullptr) {
             read_xml_number(*entry, *number, text);
-        } else if (store_bus(*entry, text)) {
+        } else if (store_bus(*entry, given_bus, text)) {
             diag_print(3, "Load mux bus : %s\n", entry->bus);
         } else {
             DIAG_ERROR("Could not malloc mux bus\n");

@@ -45,11 +45,6 @@ reg_list *free_element(reg_list *from) {
     return from->reg == nullptr ? from : append_record(&from->next, from);
 }
 
-// The end to search from: roles 2 and 3 share a list, so both remember one end.
-reg_list *&role_end(ListEnds &ends, long role) {
-    return ends.roles[role != DIAG_TEST_A_MODE2 ? role : long{DIAG_TEST_A_MODE1}];
-}
-
 }  // namespace
 
 reg_def *append_register(device_node &node, ListEnds &ends, const NewRegisterMessages &messages) {
@@ -81,15 +76,15 @@ reg_def *append_register(device_node &node, ListEnds &ends, const NewRegisterMes
     return reg;
 }
 
-uint32_t assign_test_role(device_node &node, ListEnds &ends, reg_def *reg, long role,
+uint32_t assign_test_role(device_node &node, ListEnds &ends, reg_def *reg, int role,
                           int unknown_level) {
     if (role < 0 || role >= kTestRoles) {
-        diag_print(unknown_level, "Unknown Test Register ID %d\n", static_cast<int>(role));
+        diag_print(unknown_level, "Unknown Test Register ID %d\n", role);
         return 0;
     }
     const TestRole &wanted = kRoles[role];
     reg_list *first = node.*wanted.list;
-    reg_list *&end = role_end(ends, role);
+    reg_list *&end = ends.roles[role];  // where roles share a list, behind the end at worst
     reg_list *element = free_element(end != nullptr ? end : first);
     if (element == nullptr) {
         DIAG_ERROR_IN(wanted.function, "%s", wanted.out_of_memory);

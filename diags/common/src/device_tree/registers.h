@@ -45,7 +45,7 @@ reg_def *append_register(device_node &node, ListEnds &ends, const NewRegisterMes
 
 // Puts the register on the test list of `role`. A number that is no role is reported at
 // `unknown_level`. 0 or DIAG_E_NOMEM.
-uint32_t assign_test_role(device_node &node, ListEnds &ends, reg_def *reg, long role,
+uint32_t assign_test_role(device_node &node, ListEnds &ends, reg_def *reg, int role,
                           int unknown_level);
 
 // Appends a bit field, or a named value, and makes it the current one. Null when memory runs out,

@@ -83,7 +83,7 @@ constexpr RoleFields kRoleFields[kTestRoles] = {{true, true},  {true, false}, {t
 
 // The description is the rest of the line. An interrupt setup register without one has none at
 // all, where the others have an empty one.
-uint32_t read_test_description(reg_def &reg, long role, Fields &fields) {
+uint32_t read_test_description(reg_def &reg, int role, Fields &fields) {
     char *text = fields.rest();
     if (text == nullptr) {
         return 0;
@@ -95,12 +95,17 @@ uint32_t read_test_description(reg_def &reg, long role, Fields &fields) {
     return read_field(kFunction, kTestDescription, reg, text);
 }
 
+bool names_a_role(const char *text) {
+    const bool is_blank = text[std::strspn(text, " ")] == '\0';
+    return !is_blank && std::strchr(text, '-') == nullptr;
+}
+
 uint32_t read_test_role(device_node &node, ListEnds &ends, reg_def &reg, Fields &fields) {
     const char *text = fields.next();
-    if (text == nullptr || std::strchr(text, '-') != nullptr) {
+    if (text == nullptr || !names_a_role(text)) {
         return 0;
     }
-    const long role = std::strtol(text, nullptr, 10);
+    const auto role = static_cast<int>(std::strtol(text, nullptr, 10));
     const uint32_t status = assign_test_role(node, ends, &reg, role, 0);
     if (status != 0 || role < 0 || role >= kTestRoles) {
         return status;

@@ -166,7 +166,8 @@ uint32_t read_register_xml(device_node &node, ListEnds &ends, xmlNode *xml_reg) 
             last_bit = cursors.bit;
         } else if (text != nullptr && xml_name_is(child, "reg-test-id")) {
             DIAG_CONFIG_DEBUG(2, "Debug: %s ", text);
-            status = assign_test_role(node, ends, reg, std::strtol(text, nullptr, 10), 1);
+            const auto role = static_cast<int>(std::strtol(text, nullptr, 10));
+            status = assign_test_role(node, ends, reg, role, 1);
         } else if (text != nullptr && field != nullptr) {
             DIAG_CONFIG_DEBUG(2, "Debug: %s ", text);
             status = read_field(kFunction, *field, *reg, text);
