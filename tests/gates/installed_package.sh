@@ -1,10 +1,12 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# installed_package.sh BUILD_FOLDER CONSUMER: installs the build into a folder of its own and uses
-# it from there as another project would, through pkg-config and through the CMake package.
+# installed_package.sh BUILD_FOLDER SOURCE_TREE: installs the build into a folder of its own and uses
+# it from there as another project would: through pkg-config, through the CMake package, and with
+# the program that the README shows, on the simulated example board.
 set -eu
 build=$1
-consumer=$2
+tree=$2
+consumer=$tree/tests/gates/consumer
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 
@@ -29,3 +31,15 @@ cmake --build "$prefix/cmake" >"$prefix/cmake_build.log" ||
 for program in diagctl i2ctool nvramtool; do
   "$prefix/usr/bin/$program" --version >/dev/null || { echo "$program does not start"; exit 1; }
 done
+
+# shellcheck disable=SC2016 # the backquotes are the README's
+sed -n '/^```c$/,/^```$/{/^```/d;p}' "$tree/README.md" >"$prefix/first_look.c"
+# shellcheck disable=SC2046 # words are wanted
+cc -std=c11 -Wall -Wextra -Werror $($package --cflags) "$prefix/first_look.c" \
+  $($package --libs) -o "$prefix/first_look"
+mkdir -m 700 "$prefix/boards"
+export DIAG_BOARD_DIR="$prefix/boards"
+cd "$tree/examples/boards"
+"$prefix/usr/bin/diagctl" --board edge_router.board run -- "$prefix/first_look" >"$prefix/output"
+grep -q '^BOARD_ID : offset 0x00 = 0xa5$' "$prefix/output" ||
+  { echo "the README's program printed:"; cat "$prefix/output"; exit 1; }

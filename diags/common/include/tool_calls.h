@@ -52,6 +52,7 @@ DIAG_API extern reg_info regblk_datablk;
  *   -1           `info` is null, or its data_width or addr_mode is none of the above; in the
  *                latter case the FIFO stays behind, open
  *   DIAG_E_FAIL  the FIFO cannot be made or opened
+ *   DIAG_E_NOMEM no memory to hold the bytes that came
  *   else         the tool's wait status; 127 << 8 for a tool that is not found
  * In a dry run result[0] becomes 0x1A and nothing else happens. */
 DIAG_API uint32_t i2ctool_get(const char *bus, unsigned int dev_addr, unsigned int reg,

@@ -2,6 +2,7 @@
 // Characters and lines from the keyboard. Both calls read through stdio, so that what one of them
 // has buffered is not lost to the other.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <ctime>
 #include <fcntl.h>
@@ -18,38 +19,27 @@ namespace {
 constexpr char kWaitForKey[] = "wait_key_pressed";
 constexpr int kNoKey = -1;
 
-// Standard input without line editing and echo; put back when it goes.
-class RawTerminal {
+// Standard input without line editing and echo, answering at once when nothing is there; put back
+// when it goes, in the order in which it was changed.
+class KeyboardInput {
   public:
-    RawTerminal() : is_terminal_(tcgetattr(STDIN_FILENO, &saved_) == 0) {
+    KeyboardInput() : is_terminal_(tcgetattr(STDIN_FILENO, &saved_settings_) == 0) {
         if (is_terminal_) {
-            termios raw = saved_;
+            termios raw = saved_settings_;
             raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
             tcsetattr(STDIN_FILENO, TCSANOW, &raw);
         }
+        saved_flags_ = std::max(reported(fcntl(STDIN_FILENO, F_GETFL)), 0);
+        reported(fcntl(STDIN_FILENO, F_SETFL, saved_flags_ | O_NONBLOCK));
     }
-    ~RawTerminal() {
+    ~KeyboardInput() {
         if (is_terminal_) {
-            tcsetattr(STDIN_FILENO, TCSANOW, &saved_);
+            tcsetattr(STDIN_FILENO, TCSANOW, &saved_settings_);
         }
+        reported(fcntl(STDIN_FILENO, F_SETFL, saved_flags_));
     }
-    RawTerminal(const RawTerminal &) = delete;
-    RawTerminal &operator=(const RawTerminal &) = delete;
-
-  private:
-    termios saved_{};
-    bool is_terminal_;
-};
-
-// Standard input that answers at once when nothing is there; put back when it goes.
-class NonBlockingInput {
-  public:
-    NonBlockingInput() : saved_(reported(fcntl(STDIN_FILENO, F_GETFL))) {
-        reported(fcntl(STDIN_FILENO, F_SETFL, std::max(saved_, 0) | O_NONBLOCK));
-    }
-    ~NonBlockingInput() { reported(fcntl(STDIN_FILENO, F_SETFL, std::max(saved_, 0))); }
-    NonBlockingInput(const NonBlockingInput &) = delete;
-    NonBlockingInput &operator=(const NonBlockingInput &) = delete;
+    KeyboardInput(const KeyboardInput &) = delete;
+    KeyboardInput &operator=(const KeyboardInput &) = delete;
 
   private:
     static int reported(int result) {
@@ -59,7 +49,9 @@ class NonBlockingInput {
         return result;
     }
 
-    int saved_;
+    termios saved_settings_{};
+    bool is_terminal_;
+    int saved_flags_ = 0;
 };
 
 int try_character() {
@@ -90,11 +82,22 @@ bool input_is_ready() {
     return poll(&input, 1, 0) > 0;
 }
 
+// The next character or EOF. A signal, such as that of the library's own timer, ends no input.
+int read_character() {
+    for (;;) {
+        errno = 0;
+        const int c = std::getchar();
+        if (c != EOF || errno != EINTR) {
+            return c;
+        }
+        std::clearerr(stdin);
+    }
+}
+
 }  // namespace
 
 int wait_key_pressed(long seconds) {
-    const RawTerminal terminal;
-    const NonBlockingInput input;
+    const KeyboardInput input;
     const time_t start = wall_seconds();
     for (;;) {
         const bool was_ready = input_is_ready();
@@ -110,7 +113,7 @@ int get_user_input(char *buffer, unsigned int size) {
     constexpr int kEndByte = 0xFF;  // what reading past the end looks like as a byte
     unsigned int stored = 0;
     for (;;) {
-        const int c = std::getchar();
+        const int c = read_character();
         if (c == EOF || c == kEndByte) {
             if (stored == 0) {
                 return -1;

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 // What a diagnostic program does first: levels from the environment and the board, and syslog.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <unistd.h>
 
 #include "diag_util.h"
@@ -15,7 +17,8 @@ constexpr long kHighestLevel = 3;
 
 // Answers whether the text is a level; its number goes to *value either way.
 bool read_level(const char *text, long *value) {
-    *value = std::strtol(text, nullptr, 10);
+    *value = std::clamp<long>(std::strtol(text, nullptr, 10), std::numeric_limits<int>::min(),
+                              std::numeric_limits<int>::max());
     return *value >= kLowestLevel && *value <= kHighestLevel;
 }
 

@@ -28,13 +28,9 @@ struct Fill {
     const char *text;
 };
 
-#define DIAG_TIMES_10(c) c c c c c c c c c c
-#define DIAG_TIMES_160(c)                                                                    \
-    DIAG_TIMES_10(c)                                                                         \
-    DIAG_TIMES_10(c) DIAG_TIMES_10(c) DIAG_TIMES_10(c) DIAG_TIMES_10(c) DIAG_TIMES_10(c)     \
-        DIAG_TIMES_10(c) DIAG_TIMES_10(c) DIAG_TIMES_10(c) DIAG_TIMES_10(c) DIAG_TIMES_10(c) \
-            DIAG_TIMES_10(c) DIAG_TIMES_10(c) DIAG_TIMES_10(c) DIAG_TIMES_10(c) DIAG_TIMES_10(c)
-#define DIAG_TIMES_168(c) DIAG_TIMES_160(c) c c c c c c c c
+#define DIAG_TIMES_8(c) c c c c c c c c
+#define DIAG_TIMES_21(c) DIAG_TIMES_8(c) DIAG_TIMES_8(c) c c c c c
+#define DIAG_TIMES_168(c) DIAG_TIMES_8(DIAG_TIMES_21(c))
 #define DIAG_TIMES_170(c) DIAG_TIMES_168(c) c c
 
 // '_' and '|' are short of the others by one and two: console tables are laid out around the
@@ -47,8 +43,8 @@ constexpr Fill kFills[] = {
 
 #undef DIAG_TIMES_170
 #undef DIAG_TIMES_168
-#undef DIAG_TIMES_160
-#undef DIAG_TIMES_10
+#undef DIAG_TIMES_21
+#undef DIAG_TIMES_8
 
 }  // namespace
 

@@ -24,7 +24,7 @@ template <typename Record>
 struct Field {
     const char *tag;  // name of the XML element; not used by text lines
     FieldReader<Record> read;
-    const char *out_of_memory = nullptr;  // message for a reader that allocates
+    const char *out_of_memory = "";  // message for a reader that allocates
 };
 
 // Reads one field; 0, or DIAG_E_NOMEM after the field's message, logged for `function`.

@@ -148,7 +148,7 @@ void drain_until_exit(pid_t pid, int fd, ToolOutput &output) {
     for (;;) {
         poll(events.data(), events.size(), timeout_ms);
         if (events[1].revents != 0) {
-            output.drain(fd);
+            output.take_from(fd);
         }
         siginfo_t info{};
         const bool look = !exit_event.valid() || events[0].revents != 0;
@@ -158,7 +158,10 @@ void drain_until_exit(pid_t pid, int fd, ToolOutput &output) {
             break;
         }
     }
-    output.drain(fd);  // what came between the last look and the program's end
+    // What came between the last look and the program's end, and no more than is wanted: a process
+    // that the program left behind may go on writing.
+    while (!output.is_full() && output.take_from(fd)) {
+    }
 }
 
 int run(const char *command, int fd, ToolOutput *output) {

@@ -8,16 +8,17 @@
 
 namespace diag {
 
-void ToolOutput::drain(int fd) {
+bool ToolOutput::take_from(int fd) {
     std::array<uint8_t, kInPlace> chunk;
-    for (;;) {
-        const ssize_t got = read(fd, chunk.data(), chunk.size());
-        if (got > 0) {
-            keep(chunk.data(), static_cast<size_t>(got));
-        } else if (got == 0 || errno != EINTR) {
-            return;
-        }
+    ssize_t got = 0;
+    do {
+        got = read(fd, chunk.data(), chunk.size());
+    } while (got == -1 && errno == EINTR);
+    if (got <= 0) {
+        return false;
     }
+    keep(chunk.data(), static_cast<size_t>(got));
+    return true;
 }
 
 void ToolOutput::keep(const uint8_t *data, size_t size) {

@@ -18,8 +18,11 @@ class ToolOutput {
     // `wanted` bytes are kept; 0 and less keep none.
     explicit ToolOutput(int wanted) : wanted_(wanted > 0 ? static_cast<size_t>(wanted) : 0) {}
 
-    // Takes what can be read from `fd` without blocking.
-    void drain(int fd);
+    // Takes one piece of what can be read from `fd` without blocking; false when nothing is there.
+    bool take_from(int fd);
+
+    // Nothing more would be kept.
+    bool is_full() const { return kept_ == wanted_ || !complete_; }
 
     // Copies what was kept to `result`. Answers what a single read would have: the number of
     // bytes, -1 for none although some were wanted.
