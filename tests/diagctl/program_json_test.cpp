@@ -12,7 +12,7 @@ class JsonOutput : public DiagctlTest {
   protected:
     // The error of a command that fails: told twice, in JSON and in one line.
     json error_of(const ProgramResult &result) const {
-        const json document = json::parse(result.output);
+        json document = json::parse(result.output);
         EXPECT_EQ(document["format"], 1);
         EXPECT_EQ(document["error"]["status"], result.status);
         EXPECT_EQ("diagctl: " + document["error"]["message"].get<std::string>() + "\n",

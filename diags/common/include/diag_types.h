@@ -14,8 +14,7 @@
 /* Marks what the shared library exports; everything else in it is hidden. */
 #define DIAG_API __attribute__((visibility("default")))
 
-#define DIAG_E_FAIL 0x8A008000u  /* general failure, also the base for a bare errno: base | errno \
-                                  */
+#define DIAG_E_FAIL 0x8A008000u  /* general failure; the base of a bare errno: base | errno */
 #define DIAG_E_PERM 0x8A008001u  /* nothing was done: already in the requested state */
 #define DIAG_E_NOMEM 0x8A00800Cu /* out of memory */
 #define DIAG_E_ACCES 0x8A00800Du /* the device refused, or could not be reached */
