@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "tests/diagctl/diagctl_test.h"
+#include "tests/support/as_nobody.h"
 
 namespace diag::diagctl {
 namespace {
@@ -51,6 +52,18 @@ TEST_F(AnswerPipes, TellOfAFolderThatIsNotThere) {
     EXPECT_EQ(failure.message,
               "no folder for the answers of tools can be made in /nonexistent/folder: No such file "
               "or directory (TMPDIR names another place)");
+}
+
+TEST(AnswerPipe, TellsOfAFolderThatCannotBeWritten) {
+    const test::AsNobody nobody;
+    const test::TemporaryFolder folder;
+    fs::permissions(folder.path(), fs::perms::owner_read | fs::perms::owner_exec);
+    const test::EnvironmentSetting setting("TMPDIR", folder.path().c_str());
+    const test::Failure failure = test::failure_of([] { const AnswerPipe pipe; });
+    EXPECT_EQ(failure.status, kExitAccessFailed);
+    EXPECT_EQ(failure.message, "no folder for the answers of tools can be made in " +
+                                   folder.path().string() +
+                                   ": Permission denied (TMPDIR names another place)");
 }
 
 }  // namespace

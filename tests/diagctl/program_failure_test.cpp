@@ -133,20 +133,6 @@ TEST_F(Failing, TellsThatThereIsNoPlaceForTheAnswer) {
                ": No such file or directory (TMPDIR names another place)");
 }
 
-TEST_F(Failing, TellsThatThePlaceForTheAnswerCannotBeWritten) {
-    const TemporaryFolder folder;
-    std::filesystem::permissions(
-        folder.path(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-    if (access(folder.path().c_str(), W_OK) == 0) {
-        GTEST_SKIP() << "this user may write everywhere";
-    }
-    const ProgramResult result = diagctl({"read", diagctl_data("good_accesses.xml"), "PUMP.ID"},
-                                         {"TMPDIR=" + folder.path().string()});
-    expect(result, 6,
-           "no folder for the answers of tools can be made in " + folder.path().string() +
-               ": Permission denied (TMPDIR names another place)");
-}
-
 TEST_F(Failing, VerboseShowsTheToolsCommandLineAndItsWords) {
     tool_.runs_script("echo 'i2ctool: no answer' >&2; exit 5\n");
     const ProgramResult result =
