@@ -1,23 +1,14 @@
 // SPDX-License-Identifier: MIT
-// The names that a mistyped one may have meant.
 #ifndef DIAGS_DIAGCTL_CANDIDATES_H
 #define DIAGS_DIAGCTL_CANDIDATES_H
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace diag::diagctl {
 
-// Characters to insert, delete or replace to make one text of the other; case does not count.
-std::size_t edit_distance(std::string_view a, std::string_view b);
-
-// The at most three `names` nearest to `text`, nearest first, each once.
-std::vector<std::string> nearest_names(std::string_view text,
-                                       const std::vector<std::string> &names);
-
-// "; nearest: A, B, C", or nothing when there are no names.
+// "; nearest: A, B, C", what a mistyped `text` may have meant, or nothing when there are no names.
 std::string nearest_hint(std::string_view text, const std::vector<std::string> &names);
 
 }  // namespace diag::diagctl

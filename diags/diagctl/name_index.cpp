@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "diags/board/nearest_names.h"
 #include "diags/diagctl/candidates.h"
 #include "diags/diagctl/text.h"
 
@@ -47,7 +48,7 @@ std::string likely_name(std::string_view text, const std::vector<std::string> &n
     std::size_t least = std::string_view::npos;
     for (const NameSplit &split : name_splits(text)) {
         for (const std::string &name : names) {
-            const std::size_t distance = edit_distance(one_line(split.name), name);
+            const std::size_t distance = board::edit_distance(one_line(split.name), name);
             if (distance < least) {
                 least = distance;
                 likely = split.name;
