@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "diags/board/nearest_names.h"
-#include "diags/diagctl/candidates.h"
 #include "diags/diagctl/text.h"
 
 namespace diag::diagctl {
