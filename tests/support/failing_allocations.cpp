@@ -52,6 +52,7 @@ void note_freed(void *memory) {
 
 }  // namespace
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's (--wrap)
 extern "C" {
 
 void *__real_malloc(size_t size);
@@ -81,6 +82,7 @@ void __wrap_free(void *memory) {
 }
 
 }  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace diag::test {
 

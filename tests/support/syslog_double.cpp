@@ -45,6 +45,7 @@ void syslog(int priority, const char *format, ...) {
 }
 
 // What syslog becomes where the compiler hardens such calls.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the C library's
 void __syslog_chk(int priority, int /*flag*/, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);

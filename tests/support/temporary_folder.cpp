@@ -23,7 +23,7 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 std::string TemporaryFolder::write(std::string_view name, std::string_view content) const {
-    const std::string path = file(name);
+    std::string path = file(name);
     std::ofstream stream(path, std::ios::binary);
     stream << content;
     stream.close();
