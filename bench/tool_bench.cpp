@@ -6,9 +6,11 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <spawn.h>
+#include <stdexcept>
 #include <string>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <system_error>
 #include <unistd.h>
 
 #include "tool_calls.h"
@@ -22,8 +24,28 @@ constexpr char kBus[] = "/dev/i2c-1";
 constexpr unsigned int kDevice = 0x31;  // SYS_CPLD of the example board
 constexpr unsigned int kRegister = 0x00;
 
+// Where the benchmarks' own board runs; it goes with the process.
+class BoardFolder {
+  public:
+    BoardFolder() {
+        if (mkdtemp(path_) == nullptr || setenv("DIAG_BOARD_DIR", path_, 1) != 0) {
+            throw std::runtime_error("cannot make a folder for the board in /tmp");
+        }
+    }
+    ~BoardFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    BoardFolder(const BoardFolder &) = delete;
+    BoardFolder &operator=(const BoardFolder &) = delete;
+
+  private:
+    char path_[32] = "/tmp/diag-bench-board-XXXXXX";
+};
+
 // The tools talk to the example board, and i2ctool is found first.
 void use_example_board() {
+    static const BoardFolder folder;
     static const std::string state = diag::board::sim::power_up(DIAG_EXAMPLE_BOARD, false);
     setenv("DIAG_BOARD", state.c_str(), 1);
     const std::string tools = std::filesystem::path(DIAG_I2CTOOL).parent_path();
