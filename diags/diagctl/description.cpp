@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "diags/description/form.h"
+#include "diags/description/free_device_tree.h"
 #include "diags/diagctl/captured_output.h"
 #include "diags/diagctl/cli_error.h"
 #include "diags/diagctl/description_check.h"
@@ -44,18 +46,6 @@ class ReadOnlyFile {
     int fd_;
 };
 
-// An empty file and one of blanks count as XML: the parser has the better word for them.
-bool begins_like_xml(std::string_view start) {
-    constexpr std::string_view kByteOrderMarks[] = {"\xEF\xBB\xBF", "\xFF\xFE", "\xFE\xFF"};
-    for (const std::string_view mark : kByteOrderMarks) {
-        if (start.substr(0, mark.size()) == mark) {
-            return true;
-        }
-    }
-    const std::size_t first = start.find_first_not_of(" \t\r\n");
-    return first == std::string_view::npos || start[first] == '<';
-}
-
 void require_xml_file(const std::string &path) {
     // A pipe would lose what is looked at here, so only a regular file is opened.
     struct stat status {};
@@ -74,7 +64,8 @@ void require_xml_file(const std::string &path) {
     if (got < 0) {
         fail(kExitBadDescription, "{}: {}", path, std::strerror(errno));
     }
-    if (!begins_like_xml({start.data(), static_cast<std::size_t>(got)})) {
+    const std::string_view text(start.data(), static_cast<std::size_t>(got));
+    if (description::form_of(text) != description::Form::kXml) {
         fail(kExitBadDescription, "{}: only the XML form of a description can be read so far",
              path);
     }
@@ -106,86 +97,7 @@ class FirstXmlError {
     std::string message_;
 };
 
-void free_text(char *text) {
-    std::free(text);
-}
-
-void free_bits(bit_def *bit) {
-    while (bit != nullptr) {
-        for (bit_info *info = bit->infos; info != nullptr;) {
-            bit_info *const done = info;
-            info = info->next;
-            free_text(done->desc);
-            std::free(done);
-        }
-        bit_def *const done = bit;
-        bit = bit->next;
-        free_text(done->name);
-        std::free(done);
-    }
-}
-
-void free_register(reg_def *reg) {
-    if (reg == nullptr) {
-        return;
-    }
-    free_bits(reg->bits);
-    free_text(reg->name);
-    free_text(reg->version);
-    free_text(reg->test_desc);
-    std::free(reg);
-}
-
-enum class Registers { kOwned, kShared };
-
-void free_list(reg_list *list, Registers registers) {
-    while (list != nullptr) {
-        reg_list *const done = list;
-        list = list->next;
-        if (registers == Registers::kOwned) {
-            free_register(done->reg);
-        }
-        std::free(done);
-    }
-}
-
-void free_muxes(mux_entry *mux) {
-    while (mux != nullptr) {
-        mux_entry *const done = mux;
-        mux = mux->next;
-        free_text(done->bus);
-        std::free(done);
-    }
-}
-
-void free_node(device_node *node) {
-    if (node == nullptr) {
-        return;
-    }
-    for (reg_list *shared : {node->intr_setup_regs, node->intr_status_regs, node->test_regs_a,
-                             node->test_regs_b, node->test_regs_c}) {
-        free_list(shared, Registers::kShared);
-    }
-    free_list(node->reg_list, Registers::kOwned);
-    free_muxes(node->mux_list);
-    free_text(node->dev_id);
-    free_text(node->name);
-    free_text(node->chip_id);
-    std::free(node);
-}
-
 }  // namespace
-
-void free_device_tree(device_tree &head) {
-    free_node(head.node);
-    for (device_tree *element = head.next; element != nullptr;) {
-        device_tree *const done = element;
-        element = element->next;
-        free_node(done->node);
-        std::free(done);
-    }
-    head = {};
-}
 
 Description::Description(const std::string &path, int verbosity) : path_(path) {
     require_xml_file(path_);
@@ -193,13 +105,13 @@ Description::Description(const std::string &path, int verbosity) : path_(path) {
         load(verbosity);
         name_chips();
     } catch (...) {
-        free_device_tree(head_);
+        description::free_device_tree(head_);
         throw;
     }
 }
 
 Description::~Description() {
-    free_device_tree(head_);
+    description::free_device_tree(head_);
 }
 
 void Description::load(int verbosity) {

@@ -40,10 +40,6 @@ class Description {
     std::vector<Chip> chips_;
 };
 
-// Frees what the loader has allocated below `head`, which itself belongs to the caller. No two
-// records of a tree as it was loaded share memory.
-void free_device_tree(device_tree &head);
-
 }  // namespace diag::diagctl
 
 #endif

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "diags/board/sim/description.h"
 
+#include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <libxml/xmlerror.h>
+#include <string_view>
 
 #include "diags/board/sim/board_error.h"
+#include "diags/description/form.h"
+#include "diags/description/free_device_tree.h"
 
 namespace diag::board::sim {
 namespace {
@@ -38,74 +41,11 @@ class XmlComplaint {
     std::string text_;
 };
 
-// The two forms of a description are told apart by the first character that is not a blank.
 bool is_xml(std::ifstream &file) {
-    char first = 0;
-    constexpr char kByteOrderMark = '\xEF';
-    return file >> first && (first == '<' || first == kByteOrderMark);
-}
-
-template <typename Node>
-void free_list(Node *node, void (*free_contents)(Node *)) {
-    while (node != nullptr) {
-        Node *next = node->next;
-        free_contents(node);
-        std::free(node);
-        node = next;
-    }
-}
-
-void free_info(bit_info *info) {
-    std::free(info->desc);
-}
-
-void free_field(bit_def *field) {
-    std::free(field->name);
-    free_list(field->infos, &free_info);
-}
-
-void free_register(reg_list *item) {
-    reg_def *reg = item->reg;
-    if (reg == nullptr) {
-        return;
-    }
-    free_list(reg->bits, &free_field);
-    std::free(reg->name);
-    std::free(reg->version);
-    std::free(reg->test_desc);
-    std::free(reg);
-}
-
-void free_mux(mux_entry *mux) {
-    std::free(mux->bus);
-}
-
-// The registers in the lists of test roles are those of the chip's own list.
-void free_nothing(reg_list * /*item*/) {}
-
-void free_chip(device_node *node) {
-    if (node == nullptr) {
-        return;
-    }
-    for (reg_list *roles : {node->intr_setup_regs, node->intr_status_regs, node->test_regs_a,
-                            node->test_regs_b, node->test_regs_c}) {
-        free_list(roles, &free_nothing);
-    }
-    free_list(node->reg_list, &free_register);
-    free_list(node->mux_list, &free_mux);
-    std::free(node->dev_id);
-    std::free(node->name);
-    std::free(node->chip_id);
-    std::free(node);
-}
-
-void free_element(device_tree *element) {
-    free_chip(element->node);
-}
-
-void free_tree(device_tree *head) {
-    free_element(head);
-    free_list(head->next, &free_element);
+    std::array<char, 512> start{};
+    file.read(start.data(), start.size());
+    const std::string_view text(start.data(), static_cast<size_t>(file.gcount()));
+    return description::form_of(text) == description::Form::kXml;
 }
 
 }  // namespace
@@ -124,7 +64,7 @@ Description::Description(const std::string &path) {
     if (status == 0 && complaint.text().empty()) {
         return;
     }
-    free_tree(&head_);
+    description::free_device_tree(head_);
     char code[32];
     std::snprintf(code, sizeof code, " (status 0x%08x)", status);
     throw BoardError(kExitBadDescription, complaint.text().empty()
@@ -133,7 +73,7 @@ Description::Description(const std::string &path) {
 }
 
 Description::~Description() {
-    free_tree(&head_);
+    description::free_device_tree(head_);
 }
 
 }  // namespace diag::board::sim
