@@ -27,6 +27,7 @@ constexpr StatusRow kRows[] = {
     {Status::kBusy, kExitBusy, "another program holds the board"},
     {Status::kNotSupported, kExitNoDevice, "this board has no bus of that kind"},
     {Status::kNoSuchBus, kExitNoDevice, "no such bus"},
+    {Status::kNoSuchLine, kExitNoDevice, "no such line"},
     {Status::kNoAnswer, kExitAccessFailed, "no answer"},
     {Status::kBadPec, kExitAccessFailed, "the device found a wrong packet error code"},
 };

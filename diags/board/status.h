@@ -20,6 +20,7 @@ enum class Status : uint8_t {
     kBusy,          // somebody holds the board for longer than an access takes
     kNotSupported,  // the back end has no bus of this kind
     kNoSuchBus,
+    kNoSuchLine,  // of a GPIO chip
     kNoAnswer,
     kBadPec,  // the device found a wrong packet error code
 };
