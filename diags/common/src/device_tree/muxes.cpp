@@ -15,6 +15,8 @@ namespace {
 
 using diag::Fields;
 
+constexpr char kMemoryPipe[] = "/tmp/eda_pipe";
+
 uint32_t set_i2c_mux(const mux_entry &mux) {
     const auto select = static_cast<uint8_t>(mux.val);
     diag_print(3, "Setting I2C Mux %s %#x %#x %#x\n", mux.bus, mux.addr, mux.reg, select);
@@ -23,13 +25,45 @@ uint32_t set_i2c_mux(const mux_entry &mux) {
                                              &select, 1, 0, false));
 }
 
+uint32_t set_bmc_mux(const mux_entry &mux) {
+    const auto select = static_cast<uint8_t>(mux.val);
+    diag_print(3, "Setting BMC Mux %s %#x %#x %#x\n", mux.bus, mux.addr, mux.reg, select);
+    return ipmitool_set(mux.bus, mux.addr & 0xFF, mux.reg & 0xFFFF, &reg8_data8, &select, 1, 0);
+}
+
+uint32_t set_ipmi_mux(const mux_entry &mux) {
+    const auto select = static_cast<uint8_t>(mux.val);
+    diag_print(3, "Setting IPMI Mux %#x %#x %#x\n", mux.addr, mux.reg, select);
+    return ipmii2c_set(mux.bus, mux.addr & 0xFF, mux.reg & 0xFFFF, &reg8_data8, &select, 1, 0);
+}
+
+uint32_t set_gpio_mux(const mux_entry &mux) {
+    const auto level = static_cast<uint8_t>(mux.val);
+    diag_print(3, "Setting GPIO Mux %#x %#x %#x\n", mux.addr, mux.reg, level);
+    return gpiotool_set(mux.addr, mux.reg, &level, false);
+}
+
+// The only kind that heeds the mask: the other bits of the byte are somebody else's. A failed
+// reading leaves 0 to start from; the write then tells.
+uint32_t set_memory_mux(const mux_entry &mux) {
+    uint8_t byte = 0;
+    memtool_get(mux.addr, 1, 8, kMemoryPipe, false, &byte);
+    byte = static_cast<uint8_t>((byte & ~mux.mask) | mux.val);
+    diag_print(3, "Setting Mem Mux %#x %#x %#x\n", mux.addr, mux.reg, byte);
+    return memtool_set(mux.addr, 8, &byte, 1, false);
+}
+
 struct MuxBus {
     const char *word;
     uint32_t (*set)(const mux_entry &mux);
 };
 
 // Looked for anywhere in the bus text, in this order.
-constexpr MuxBus kMuxBuses[] = {{"i2c", set_i2c_mux}};
+constexpr MuxBus kMuxBuses[] = {{"i2c", set_i2c_mux},
+                                {"bmc", set_bmc_mux},
+                                {"ipmi", set_ipmi_mux},
+                                {"gpio", set_gpio_mux},
+                                {"mem", set_memory_mux}};
 
 const MuxBus *find_mux_bus(const char *bus) {
     for (const MuxBus &known : kMuxBuses) {

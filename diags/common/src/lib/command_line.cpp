@@ -18,10 +18,10 @@ void CommandLine::append(const char *format, ...) {
     }
 }
 
-void CommandLine::append_values(const unsigned char *data, int count) {
-    append(" --val=");
+void CommandLine::append_values(const unsigned char *data, int count, Padding padding) {
+    const int digits = padding == Padding::kTwoDigits ? 2 : 1;
     for (int i = 0; i < count && !is_full(); i++) {
-        append(i == 0 ? "0x%02x" : ",0x%02x", data[i]);
+        append("%s0x%0*x", i == 0 ? "" : ",", digits, data[i]);
     }
 }
 

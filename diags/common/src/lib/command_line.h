@@ -14,10 +14,12 @@ class CommandLine {
   public:
     void append(const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-    // " --val=0x12,0x34" by `count` bytes; nothing follows the "=" when `count` is below 1.
-    void append_values(const unsigned char *data, int count);
+    // "0x12,0x04" by `count` bytes, or "0x12,0x4" without padding; nothing when `count` is below 1.
+    enum class Padding { kTwoDigits, kNone };
+    void append_values(const unsigned char *data, int count, Padding padding);
 
     const char *text() const { return text_; }
+    size_t length() const { return length_; }
     bool is_full() const { return length_ == sizeof text_ - 1; }
 
   private:

@@ -6,9 +6,11 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <mutex>
 #include <poll.h>
 #include <spawn.h>
+#include <string_view>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,11 +28,24 @@ constexpr int kNotFound = 127 << 8;
 constexpr int kNotExecutable = 126 << 8;
 constexpr int kNoProcess = -1;
 
+constexpr int kNoFd = -1;
+
+// What a command text may end in to send an output of the program nowhere.
+struct Redirection {
+    std::string_view text;
+    int fd;
+};
+
+constexpr Redirection kRedirections[] = {{" > /dev/null", STDOUT_FILENO},
+                                         {" 1>/dev/null", STDOUT_FILENO},
+                                         {" 2>/dev/null", STDERR_FILENO}};
+
 // The words of a command line, as a program receives them.
 class Arguments {
   public:
     explicit Arguments(const char *command) {
         std::snprintf(text_, sizeof text_, "%s", command);
+        cut_redirection();
         Fields words(text_, " ");
         for (char **word = words_.data(); (*word = words.next()) != nullptr; word++) {
         }
@@ -38,11 +53,24 @@ class Arguments {
 
     const char *program() const { return words_.front() != nullptr ? words_.front() : ""; }
     char *const *words() const { return words_.data(); }
+    int silenced_fd() const { return silenced_fd_; }
 
   private:
+    void cut_redirection() {
+        const std::string_view text = text_;
+        for (const Redirection &known : kRedirections) {
+            if (text.ends_with(known.text)) {
+                text_[text.size() - known.text.size()] = '\0';
+                silenced_fd_ = known.fd;
+                return;
+            }
+        }
+    }
+
     char text_[SYS_CMD_MAX_SIZE];
     // Every other character a blank makes the most words; one more for the null at the end.
     std::array<char *, SYS_CMD_MAX_SIZE / 2 + 1> words_;
+    int silenced_fd_ = kNoFd;
 };
 
 // While tools run, an interrupt from the keyboard is theirs: the process ignores SIGINT and SIGQUIT
@@ -104,17 +132,54 @@ class ChildSignalBlocked {
     sigset_t saved_;
 };
 
-// Starts the program; a status as of `system` when it could not be started, else 0 and its *pid.
-int start(const Arguments &arguments, const sigset_t &mask, const sigset_t &defaults, pid_t *pid) {
+// What the program's descriptors become before it starts.
+class FileActions {
+  public:
+    FileActions() { posix_spawn_file_actions_init(&actions_); }
+    ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
+    FileActions(const FileActions &) = delete;
+    FileActions &operator=(const FileActions &) = delete;
+
+    // False when there is no memory for it.
+    bool add(int silenced_fd, int output_fd) {
+        const bool silenced =
+            silenced_fd == kNoFd ||
+            posix_spawn_file_actions_addopen(&actions_, silenced_fd, "/dev/null", O_WRONLY, 0) == 0;
+        return silenced && (output_fd == kNoFd || posix_spawn_file_actions_adddup2(
+                                                      &actions_, output_fd, STDOUT_FILENO) == 0);
+    }
+    const posix_spawn_file_actions_t *get() const { return &actions_; }
+
+  private:
+    posix_spawn_file_actions_t actions_;
+};
+
+// What a program starts with, beside its arguments.
+struct Surroundings {
+    const sigset_t &mask;
+    const sigset_t &default_signals;
+    int output_fd;  // becomes its standard output; kNoFd: it has ours
+};
+
+int spawn(const Arguments &arguments, const Surroundings &surroundings, pid_t *pid) {
+    FileActions actions;
+    if (!actions.add(arguments.silenced_fd(), surroundings.output_fd)) {
+        return ENOMEM;
+    }
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    posix_spawnattr_setsigmask(&attributes, &mask);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setsigmask(&attributes, &surroundings.mask);
+    posix_spawnattr_setsigdefault(&attributes, &surroundings.default_signals);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    const int error =
-        posix_spawnp(pid, arguments.program(), nullptr, &attributes, arguments.words(), environ);
+    const int error = posix_spawnp(pid, arguments.program(), actions.get(), &attributes,
+                                   arguments.words(), environ);
     posix_spawnattr_destroy(&attributes);
-    switch (error) {
+    return error;
+}
+
+// Starts the program; a status as of `system` when it could not be started, else 0 and its *pid.
+int start(const Arguments &arguments, const Surroundings &surroundings, pid_t *pid) {
+    switch (spawn(arguments, surroundings, pid)) {
         case 0:
             return 0;
         case ENOENT:
@@ -147,8 +212,8 @@ void drain_until_exit(pid_t pid, int fd, ToolOutput &output) {
     std::array<pollfd, 2> events{{{exit_event.get(), POLLIN, 0}, {fd, POLLIN, 0}}};
     for (;;) {
         poll(events.data(), events.size(), timeout_ms);
-        if (events[1].revents != 0) {
-            output.take_from(fd);
+        if (events[1].revents != 0 && !output.take_from(fd) && (events[1].revents & POLLHUP) != 0) {
+            events[1].fd = kNoFd;  // the program has closed its output and goes on
         }
         siginfo_t info{};
         const bool look = !exit_event.valid() || events[0].revents != 0;
@@ -164,16 +229,27 @@ void drain_until_exit(pid_t pid, int fd, ToolOutput &output) {
     }
 }
 
-int run(const char *command, int fd, ToolOutput *output) {
+// Where a program's output is read from, and where the program is to write it when that is its
+// standard output.
+struct Reading {
+    int fd = kNoFd;
+    UniqueFd program_end;
+    ToolOutput *output = nullptr;
+};
+
+int run(const char *command, Reading &reading) {
     const Arguments arguments(command);
     const KeyboardSignalsIgnored keyboard;
     const ChildSignalBlocked child;
     pid_t pid = 0;
-    if (const int failed = start(arguments, child.saved(), keyboard.handled(), &pid); failed != 0) {
+    const int failed =
+        start(arguments, {child.saved(), keyboard.handled(), reading.program_end.get()}, &pid);
+    if (failed != 0) {
         return failed;
     }
-    if (output != nullptr) {
-        drain_until_exit(pid, fd, *output);
+    reading.program_end = UniqueFd();
+    if (reading.output != nullptr) {
+        drain_until_exit(pid, reading.fd, *reading.output);
     }
     return wait_for(pid);
 }
@@ -181,11 +257,25 @@ int run(const char *command, int fd, ToolOutput *output) {
 }  // namespace
 
 int run_command(const char *command) {
-    return run(command, -1, nullptr);
+    Reading nothing;
+    return run(command, nothing);
 }
 
 int run_command(const char *command, int fd, ToolOutput &output) {
-    return run(command, fd, &output);
+    Reading reading{fd, UniqueFd(), &output};
+    return run(command, reading);
+}
+
+bool run_reading_output(const char *command, ToolOutput &output) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return false;
+    }
+    const UniqueFd our_end(ends[0]);
+    Reading reading{our_end.get(), UniqueFd(ends[1]), &output};
+    // Only our end: the program is to block when it writes faster than we read.
+    fcntl(our_end.get(), F_SETFL, O_NONBLOCK);
+    return run(command, reading) != kNoProcess;
 }
 
 }  // namespace diag

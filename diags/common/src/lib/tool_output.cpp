@@ -54,8 +54,12 @@ int ToolOutput::deliver(uint8_t *result) const {
     if (kept_ == 0) {
         return wanted_ == 0 ? 0 : -1;
     }
-    std::memcpy(result, heap_ != nullptr ? heap_.get() : in_place_.data(), kept_);
+    std::memcpy(result, data(), kept_);
     return static_cast<int>(kept_);
+}
+
+std::string_view ToolOutput::text() const {
+    return {reinterpret_cast<const char *>(data()), kept_};
 }
 
 }  // namespace diag

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "diags/common/src/lib/memory.h"
 
@@ -28,6 +29,9 @@ class ToolOutput {
     // bytes, -1 for none although some were wanted.
     int deliver(uint8_t *result) const;
 
+    // What was kept, as text.
+    std::string_view text() const;
+
     // False when there was no memory to keep all that was wanted.
     bool is_complete() const { return complete_; }
 
@@ -35,6 +39,7 @@ class ToolOutput {
     // Up to this many bytes, nearly every register, need no heap.
     static constexpr size_t kInPlace = 4096;
 
+    const uint8_t *data() const { return heap_ != nullptr ? heap_.get() : in_place_.data(); }
     void keep(const uint8_t *data, size_t size);
     bool grow(size_t size);
 

@@ -6,9 +6,9 @@
 #include "tool_calls.h"
 
 #include "diags/common/src/lib/command_line.h"
-#include "diags/common/src/lib/fifo.h"
 #include "diags/common/src/lib/spawn.h"
 #include "diags/common/src/log.h"
+#include "diags/common/src/tools/fifo_reading.h"
 
 reg_info reg8_data8 = {DIAG_ADDR_MODE_REG8, DIAG_DATA_WIDTH_8, 0};
 reg_info reg8_data16 = {DIAG_ADDR_MODE_REG8, DIAG_DATA_WIDTH_16, 0};
@@ -19,12 +19,11 @@ reg_info regblk_datablk = {DIAG_ADDR_MODE_BLOCK, DIAG_DATA_WIDTH_BLOCK, 0};
 namespace {
 
 using diag::CommandLine;
-using diag::Fifo;
-using diag::ToolOutput;
+using diag::FifoReading;
 
 constexpr char kTool[] = "i2ctool";
 constexpr uint32_t kRefused = 0xFFFFFFFFU;
-constexpr uint8_t kDryRunByte = 26;  // what callers see instead of a reading
+constexpr diag::ReadingTexts kTexts = {"I2C", "i2c", true, "I2C"};
 constexpr unsigned int kFlagPec = 1;
 
 // What tells a call from its "_no_cntrl" form.
@@ -97,57 +96,34 @@ void append_byte_order(const reg_info &info, CommandLine &command) {
     }
 }
 
-uint32_t run_reading(const char *function, const CommandLine &command, const Fifo &fifo, int count,
-                     uint8_t *result) {
-    diag_print(1, "i2ctool_get: %s\n", command.text());
-    ToolOutput output(count);
-    const int status = diag::run_command(command.text(), fifo.fd(), output);
-    if (status != 0) {
-        DIAG_ERROR_IN(function, "%s\nError Reading from I2C\n", "FAILED <<<---");
-        return static_cast<uint32_t>(status);
-    }
-    if (!output.is_complete()) {
-        DIAG_ERROR_IN(function, "No memory for %d bytes from the fifo\n", count);
-        return DIAG_E_NOMEM;
-    }
-    diag_print(2, "%d bytes read from the fifo\n", output.deliver(result));
-    return 0;
-}
-
 uint32_t read_register(const Form &form, const Register &reg, int count, const char *pipe_path,
                        uint8_t *result) {
     if (reg.info == nullptr) {
         DIAG_ERROR_IN(form.function, "Invalid reg_info pointer\n");
         return kRefused;
     }
-    if (get_debug_enable() != 0) {
-        result[0] = kDryRunByte;
+    if (diag::is_dry_run(result)) {
         return 0;
     }
-    Fifo fifo(pipe_path);
-    if (fifo.state() == Fifo::State::kNotMade) {
-        DIAG_ERROR_IN(form.function, "Error Creating I2C pipe %s\n", pipe_path);
-        return DIAG_E_FAIL;
-    }
-    if (fifo.state() == Fifo::State::kNotOpened) {
-        DIAG_ERROR_IN(form.function, "Could Not open End of i2c Pipe (%s) [%c]\n", pipe_path,
-                      pipe_path[0]);
+    FifoReading reading(form.function, kTexts, pipe_path);
+    if (!reading.is_ready()) {
         return DIAG_E_FAIL;
     }
     CommandLine command;
     if (!has_valid_width(form.function, *reg.info)) {
-        fifo.abandon();  // a refused descriptor leaves the FIFO behind: callers look for it
+        reading.abandon();  // a refused descriptor leaves the FIFO behind: callers look for it
         return kRefused;
     }
     command.append("%s --read --bus=%s --addr=0x%02x --count=%d --pipe=%s --width=%d %s", kTool,
                    reg.bus, reg.device & 0xFF, count, pipe_path, tool_width(*reg.info),
                    form.control);
     if (!append_register_to_read(form.function, reg, command)) {
-        fifo.abandon();
+        reading.abandon();
         return kRefused;
     }
     append_byte_order(*reg.info, command);
-    return run_reading(form.function, command, fifo, count, result);
+    diag_print(1, "i2ctool_get: %s\n", command.text());
+    return reading.run(command, count, result);
 }
 
 // The options before the register. With a flag word and the broker's option last, no blank follows
@@ -193,7 +169,8 @@ int write_register(const Form &form, const Register &reg, const uint8_t *data, u
     if (!append_register_to_write(form.function, reg, command)) {
         return -1;
     }
-    command.append_values(data, static_cast<int>(count));
+    command.append(" --val=");
+    command.append_values(data, static_cast<int>(count), CommandLine::Padding::kTwoDigits);
     append_byte_order(*reg.info, command);
     return run_writing(form.function, command);
 }

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// Addresses of the LPC bus, through lpctool.
+#include "diag_util.h"
+#include "tool_calls.h"
+
+#include "diags/common/src/lib/spawn.h"
+#include "diags/common/src/log.h"
+#include "diags/common/src/tools/fifo_reading.h"
+
+namespace {
+
+constexpr char kTool[] = "lpctool";
+constexpr diag::ReadingTexts kTexts = {"LPC", "LPC", false, "LPC"};
+
+}  // namespace
+
+uint32_t lpctool_get(unsigned int address, int count, char size, const char *pipe_path,
+                     uint8_t *result) {
+    if (diag::is_dry_run(result)) {
+        return 0;
+    }
+    diag::FifoReading reading(__func__, kTexts, pipe_path);
+    if (!reading.is_ready()) {
+        return DIAG_E_FAIL;
+    }
+    diag::CommandLine command;
+    command.append("%s --get --addr=0x%08x --size=%c --count=%d --pipe=%s", kTool, address, size,
+                   count, pipe_path);
+    const uint32_t status = reading.run(command, count, result);
+    return status == 0 || status == DIAG_E_NOMEM ? status : LPC_E_ACCES;
+}
+
+uint32_t lpctool_set(unsigned int address, const uint8_t *data, unsigned int count, char size,
+                     bool busbroker_request) {
+    diag::CommandLine command;
+    command.append("%s --write --addr=0x%08x --size=%c%s --val=", kTool, address, size,
+                   busbroker_request ? " --busbroker_req " : "");
+    command.append_values(data, static_cast<int>(count), diag::CommandLine::Padding::kNone);
+    diag_print(1, "Calling %s\n", command.text());
+    if (diag::run_command(command.text()) != 0) {
+        DIAG_ERROR("%s\nError Writing to LPC\n", "FAILED <<<---");
+        return LPC_E_ACCES;
+    }
+    diag_print(1, "%d bytes written to lpc\n", static_cast<int>(count));
+    return 0;
+}
