@@ -14,6 +14,7 @@
 #define DIAGS_COMMON_INCLUDE_DEVICE_TREE_H
 
 #include <stdint.h>
+#include <stdio.h>
 
 #include "busbroker.h"
 #include "diag_types.h"
@@ -153,27 +154,62 @@ struct device_tree {
 /* ---- loading ---- */
 
 /* Loads the description file at `path` and appends one node per chip to `tree`.
- *   is_xml               low byte not 0: the XML form. The text form is not read yet and answers
- *                     DIAG_E_INVAL.
- *   doc_out              receives the parsed document, null when there is none; the caller frees
- *                        it with xmlFreeDoc. May be null: the document is then freed here.
- *   busbroker_supported  required; whether the board has a bus broker
- *   cfg                  filled from the "system" element; may be null when there is none
+ *   is_xml               low byte not 0: the XML form, else the text form
+ *   doc_out              XML form: receives the parsed document, null when there is none; the
+ *                        caller frees it with xmlFreeDoc. May be null: the document is then freed
+ *                        here. The text form leaves it alone.
+ *   busbroker_supported  required; whether the board has a bus broker, never so in the text form
+ *   cfg                  XML form: filled from the "system" element; may be null when there is none
  *   opticstool_present   may be null when the file does not mention it; true unless the file says
  *                        otherwise
- * 0; DIAG_E_INVAL for a missing argument or a malformed description; DIAG_E_FAIL with errno in its
- * low 16 bits for a file that cannot be read or parsed. Chips read before a failure stay in the
- * tree. */
+ *
+ * Text form: lines of any length, with a line feed or a carriage return and a line feed at their
+ * end. Lines up to the first one that begins with "=====" are a header. Each block behind it, up to
+ * the next such line, is a "C" line and the "R", "B" and "I" lines of its registers. A line that
+ * begins with "IOMTYPE" ends the chips. A header line "OPTIONAL_MODULE_SUPPORT:N" announces N slots
+ * (at most 9) for optional modules: their presence is read with lpctool, the type of each card that
+ * is present with i2ctool or ipmitool, after its muxes have been set, and the registers of that
+ * type from the file's end. So such a file needs its board, and blocks while the tools run. The
+ * card of a present slot becomes a chip of its own, ahead of those of the file; its registers go to
+ * the first chip of the whole tree that has not got any this way, so the cards are the first chips
+ * of a tree. A present card that does not tell its type is reported and stays without registers.
+ *
+ *   0             done
+ *   DIAG_E_INVAL  a missing argument; XML: a malformed description; text: the file cannot be
+ *                 opened, or the optional modules could not be read although all chips of the file
+ *                 have been loaded
+ *   DIAG_E_NOMEM  text: likewise, for want of memory
+ *   -1            text: a "C" line that cannot be read; or likewise, for the registers of a module
+ *   else          DIAG_E_FAIL with errno in its low 16 bits: a file that cannot be read; XML: that
+ *                 cannot be parsed; text: an "R", "B" or "I" line that cannot be read (errno is
+ *                 then 0, or ENOMEM)
+ * Chips read before a failure stay in the tree. */
 DIAG_API uint32_t load_device_tree(const char *path, device_tree *tree, int is_xml,
                                    struct _xmlDoc **doc_out, uint8_t *busbroker_supported,
                                    socket_cfg *cfg, uint8_t *opticstool_present);
 
 /* Appends one node to `tree` and fills it from a "chip" element (`is_xml` not 0; `line` is not
- * used). Answers the node, which belongs to the tree, or null: a node whose reading failed stays
- * in the tree, partly filled. `busbroker_supported` does not change the reading. The text form
- * (`is_xml` 0) is not read yet and answers null. */
+ * used) or from a "C" line, which is modified (`xml_chip` is not used). Answers the node, which
+ * belongs to the tree, or null: a node whose reading failed stays in the tree, partly filled.
+ * `busbroker_supported` does not change the reading.
+ *
+ * A "C" line has fields between "|": the letter, type (" CPLD", " FPGA", " TPM" or " NVRAM", the
+ * blank in front of it included), address, name (at most 30 characters), bus ("i2c", "bmc", "pci",
+ * "mem", "lpc", "io", "mtd"), number of the bus or PCI location "bus:device.function", muxes
+ * (parse_mux_setting) or " -", identifier (at most 30 characters), version register, version mask
+ * and, in decimal, bits of a register number (8 or 16; 8 when it is not there). Other numbers are
+ * hexadecimal. A line may end behind the location. */
 DIAG_API device_node *parse_device_config(char *line, device_tree *tree, int is_xml,
                                           struct _xmlNode *xml_chip, uint8_t busbroker_supported);
+
+/* Writes the tree to `stream`, which the caller opens and closes, as a text description; whether
+ * the stream took it all, ferror() tells. Answers 0. What is not written: muxes, PCI device and
+ * function, bits of a register number, byte order, device ids, validate flags, lengths, test roles
+ * and test data. Access RMW is written as UNKNOWN, bus mtd as unknown. The chip identifier stands
+ * where a reader expects the muxes: a file whose chips have one does not read back, and in others
+ * the version register reads back as the identifier. A register's version reads back as its
+ * validate flag. */
+DIAG_API int save_cfg_file(FILE *stream, device_tree *tree);
 
 /* Makes a node, zeroed but for chip_type and bus_type (OTHER) and pci_dev and pci_func (-1), and
  * hangs it into `element`, the last of a tree, or into a new element after it when it holds a node
@@ -218,8 +254,11 @@ DIAG_API void parse_reg_data(const reg_def *reg, const uint8_t *data);
 
 /* Selects each mux of the chain, from the first on. Answers the status of the last write, 0 for a
  * null chain; a failing write does not stop the walk. A mux without a bus takes the first one's:
- * the pointer is stored in it. Muxes on I2C buses can be set so far; any other bus is reported.
- * Blocks while the tools run. Two callers must not set different muxes of one bus at once. */
+ * the pointer is stored in it. What the bus text holds first of "i2c", "bmc", "ipmi", "gpio" and
+ * "mem", looked for in this order, tells how the mux is set: the register is written with the low 8
+ * bits of `val`; a GPIO line `reg` of the chip `addr` becomes `val`; of a byte of memory the bits
+ * of `mask` alone are replaced. Any other bus is reported and ends the walk. Blocks while the tools
+ * run. Two callers must not set different muxes of one bus at once. */
 DIAG_API uint32_t set_muxes(mux_entry *first);
 
 /* Fills `entry` from the children of an XML element: "bus", "addr", "reg", "mask" and "val", or

@@ -260,13 +260,6 @@ TEST_F(ChipXml, WithoutATreeANodeIsReadAllTheSame) {
     free_node(node);
 }
 
-TEST_F(ChipXml, TheTextFormIsNotReadYet) {
-    TreeOwner tree;
-    std::string line = "C | FPGA | 0x40 | N | i2c | 3 | - | ID | 0x0 | 0xff";
-    EXPECT_EQ(parse_device_config(line.data(), &tree.head, 0, nullptr, 0), nullptr);
-    EXPECT_EQ(tree.head.node, nullptr);
-}
-
 // ---- debug ----
 
 TEST_F(ChipXml, DebugEchoesEachValueAndThenTheNodeAtLevelTwo) {

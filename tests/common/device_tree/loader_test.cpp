@@ -135,17 +135,6 @@ TEST_F(LoadDeviceTree, WithoutATreeTheFileIsReadAllTheSame) {
     EXPECT_EQ(busbroker_supported, 1);
 }
 
-TEST_F(LoadDeviceTree, TheTextFormIsNotReadYet) {
-    for (const int is_xml : {0, 0x100, -0x100}) {  // the low byte tells
-        Load load;
-        load.from_path("board.cfg", is_xml);
-        EXPECT_EQ(load.status, DIAG_E_INVAL);
-        EXPECT_EQ(load.busbroker_supported, 0);
-        EXPECT_EQ(load.opticstool_present, 1);
-        EXPECT_EQ(load.chips(), 0U);
-    }
-}
-
 TEST_F(LoadDeviceTree, AnyLowByteAsksForTheXmlForm) {
     const TemporaryFolder folder;
     const std::string path = folder.write("board.xml", "<config><chip/></config>");

@@ -39,15 +39,23 @@ TEST(CommandLine, CutsOnePieceThatIsTooLong) {
 TEST(CommandLine, AppendsValuesAsAList) {
     const std::array<unsigned char, 3> data = {0x01, 0xAB, 0x00};
     CommandLine command;
-    command.append_values(data.data(), 3);
-    EXPECT_STREQ(command.text(), " --val=0x01,0xab,0x00");
+    command.append_values(data.data(), 3, CommandLine::Padding::kTwoDigits);
+    EXPECT_STREQ(command.text(), "0x01,0xab,0x00");
+}
+
+TEST(CommandLine, PadsValuesOnlyWhereAsked) {
+    const std::array<unsigned char, 3> data = {0x05, 0x1A, 0x00};
+    CommandLine command;
+    command.append_values(data.data(), 3, CommandLine::Padding::kNone);
+    EXPECT_STREQ(command.text(), "0x5,0x1a,0x0");
 }
 
 TEST(CommandLine, AppendsNoValuesForCountsBelow1) {
     for (const int count : {0, -1, -2147483647 - 1}) {
         CommandLine command;
-        command.append_values(nullptr, count);
-        EXPECT_STREQ(command.text(), " --val=");
+        command.append("--val=");
+        command.append_values(nullptr, count, CommandLine::Padding::kTwoDigits);
+        EXPECT_STREQ(command.text(), "--val=");
     }
 }
 
@@ -55,9 +63,9 @@ TEST(CommandLine, ReadsNoMoreValuesThanFit) {
     // Five characters a value: far fewer than the count are needed, and there are no more.
     const std::array<unsigned char, 410> data{};
     CommandLine command;
-    command.append_values(data.data(), 2147483647);
+    command.append_values(data.data(), 2147483647, CommandLine::Padding::kTwoDigits);
     EXPECT_TRUE(command.is_full());
-    EXPECT_TRUE(std::string(command.text()).starts_with(" --val=0x00,0x00,"));
+    EXPECT_TRUE(std::string(command.text()).starts_with("0x00,0x00,"));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "diags/common/src/device_tree/model.h"
 #include "diags/common/src/device_tree/registers.h"
 #include "diags/common/src/lib/field_readers.h"
+#include "diags/common/src/lib/fields.h"
 #include "diags/common/src/lib/xml.h"
 #include "diags/common/src/log.h"
 
@@ -43,10 +44,6 @@ constexpr Bus kBuses[] = {{"/dev/i2c", DIAG_BUS_I2C, "/dev/i2c-"},
                           {"lpc", DIAG_BUS_LPC, nullptr},
                           {"io", DIAG_BUS_IO, nullptr},
                           {"mtd", DIAG_BUS_MTD, "mtd-"}};
-
-bool starts_with(const char *text, const char *prefix) {
-    return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
-}
 
 bool read_chip_type(device_node &node, const char *text) {
     node.chip_type = DIAG_CHIP_OTHER;
@@ -171,25 +168,11 @@ uint32_t read_chip_child(device_node &node, ListEnds &ends, xmlNode &child) {
     return read_chip_field(node, child);
 }
 
-void log_node(const device_tree *head, const device_tree *element, const device_node *node) {
-    DIAG_CONFIG_DEBUG(
-        2, "tree: %#lx ptr: %#lx device: %#lx next %#lx\n", reinterpret_cast<unsigned long>(head),
-        reinterpret_cast<unsigned long>(element), reinterpret_cast<unsigned long>(node),
-        reinterpret_cast<unsigned long>(element->next));
-    DIAG_CONFIG_DEBUG(2, "dev: %d addr: %#lx desc: %s intf: %d\n", node->chip_type, node->address,
-                      node->name != nullptr ? node->name : "", node->bus_type);
-}
-
 }  // namespace
 
 device_node *read_chip_xml(device_tree *head, device_tree **last, xmlNode *xml_chip) {
-    while ((*last)->next != nullptr) {
-        *last = (*last)->next;
-    }
-    device_tree *element = *last;
-    device_node *node = allocate_device_node(element);
+    device_node *node = append_chip(last);
     if (node == nullptr) {
-        diag_print(1, "Could not allocate Device Node\n");
         return nullptr;
     }
     ListEnds ends;
@@ -198,25 +181,8 @@ device_node *read_chip_xml(device_tree *head, device_tree **last, xmlNode *xml_c
             return nullptr;
         }
     }
-    log_node(head, element, node);
+    log_chip(head, *last, *node);
     return node;
 }
 
 }  // namespace diag
-
-device_node *parse_device_config(char * /*line*/, device_tree *tree, int is_xml, xmlNode *xml_chip,
-                                 uint8_t /*busbroker_supported*/) {
-    if (is_xml == 0) {
-        DIAG_ERROR("The text form of a chip cannot be read\n");
-        return nullptr;
-    }
-    if (tree == nullptr) {
-        tree = diag::allocate<device_tree>();  // callers pass a head; this one is never handed back
-        if (tree == nullptr) {
-            diag_print(1, "Could not allocate Device Node\n");
-            return nullptr;
-        }
-    }
-    device_tree *last = tree;
-    return diag::read_chip_xml(tree, &last, xml_chip);
-}

@@ -31,6 +31,10 @@ char *Fields::rest() {
     return *at_ != '\0' ? at_ : nullptr;
 }
 
+bool starts_with(const char *text, const char *word) {
+    return std::strncmp(text, word, std::strlen(word)) == 0;
+}
+
 void cut_line_end(char *line) {
     line[std::strcspn(line, "\n")] = '\0';
 }

@@ -25,6 +25,8 @@ class Fields {
     const char *separators_;
 };
 
+bool starts_with(const char *text, const char *word);
+
 // Ends `line` at its line feed, if it has one.
 void cut_line_end(char *line);
 
