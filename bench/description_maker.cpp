@@ -13,7 +13,7 @@ namespace {
 constexpr int kRegistersPerChip = 100;
 constexpr int kRegistersPerBitField = 4;
 
-void write_register(std::FILE *file, int number) {
+void write_xml_register(std::FILE *file, int number) {
     std::fprintf(file,
                  "    <reg>\n"
                  "      <reg-offset>0x%02x</reg-offset>\n"
@@ -45,7 +45,7 @@ void write_register(std::FILE *file, int number) {
     std::fputs("    </reg>\n", file);
 }
 
-void write_chip(std::FILE *file, int number) {
+void write_xml_chip(std::FILE *file, int number) {
     std::fprintf(file,
                  "  <chip>\n"
                  "    <chip-type>CPLD</chip-type>\n"
@@ -54,14 +54,41 @@ void write_chip(std::FILE *file, int number) {
                  "    <chip-address>0x%02x</chip-address>\n",
                  number, number % 10, number % 0x78);
     for (int i = 0; i < kRegistersPerChip; i++) {
-        write_register(file, i);
+        write_xml_register(file, i);
     }
     std::fputs("  </chip>\n", file);
 }
 
+void write_xml(std::FILE *file, int chips) {
+    std::fputs("<?xml version=\"1.0\"?>\n<config>\n", file);
+    for (int i = 0; i < chips; i++) {
+        write_xml_chip(file, i);
+    }
+    std::fputs("</config>\n", file);
+}
+
+// As save_cfg_file() writes it.
+void write_text_register(std::FILE *file, int number) {
+    std::fprintf(file,
+                 "R | 0x%02x | 8 | 0xFF |REGISTER_%d| RW | 0x%X | 1 |\n"
+                 "B |  3:0 |MODE| RW | 0x1\n"
+                 "I |  1 |on\n",
+                 number, number, number);
+}
+
+void write_text(std::FILE *file, int chips) {
+    for (int i = 0; i < chips; i++) {
+        std::fprintf(file, "=====\nC | CPLD | 0x%x |CHIP_%d| i2c | %x | | 0x00 | 0xff\n", i % 0x78,
+                     i, i % 10);
+        for (int reg = 0; reg < kRegistersPerChip; reg++) {
+            write_text_register(file, reg);
+        }
+    }
+}
+
 }  // namespace
 
-MadeDescription::MadeDescription(int chips) {
+MadeDescription::MadeDescription(Form form, int chips) {
     char path[] = "/tmp/diag-bench-XXXXXX";
     const int fd = mkstemp(path);
     std::FILE *file = fd >= 0 ? fdopen(fd, "w") : nullptr;
@@ -69,11 +96,11 @@ MadeDescription::MadeDescription(int chips) {
         throw std::runtime_error("cannot make a description file in /tmp");
     }
     path_ = path;
-    std::fputs("<?xml version=\"1.0\"?>\n<config>\n", file);
-    for (int i = 0; i < chips; i++) {
-        write_chip(file, i);
+    if (form == Form::kXml) {
+        write_xml(file, chips);
+    } else {
+        write_text(file, chips);
     }
-    std::fputs("</config>\n", file);
     if (std::fclose(file) != 0) {
         throw std::runtime_error("cannot write " + path_);
     }

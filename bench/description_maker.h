@@ -6,11 +6,14 @@
 
 namespace diag::bench {
 
-// A description file that goes with its owner: chips with a hundred registers each, a bit field
-// with two named values in every fourth register, written as people write them.
+enum class Form { kXml, kText };
+
+// A description file that goes with its owner: chips with a hundred registers each. XML: as people
+// write it, with a bit field and two named values in every fourth register. Text: as the library
+// writes it, with a bit field and a named value in each, so three lines per register.
 class MadeDescription {
   public:
-    explicit MadeDescription(int chips);
+    MadeDescription(Form form, int chips);
     ~MadeDescription();
     MadeDescription(const MadeDescription &) = delete;
     MadeDescription &operator=(const MadeDescription &) = delete;

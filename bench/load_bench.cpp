@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Loading a description, against parsing the same file with libxml2 and doing nothing with it.
+// Loading a description, against reading the same file and doing nothing with it: parsed by
+// libxml2, or line by line.
 #include <benchmark/benchmark.h>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <libxml/parser.h>
 
 #include "device_tree.h"
@@ -11,6 +14,7 @@
 
 namespace {
 
+using diag::bench::Form;
 using diag::bench::MadeDescription;
 
 constexpr int kChips100k = 1000;
@@ -25,16 +29,17 @@ void timed(benchmark::State &state, Work work) {
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
 }
 
-void load(benchmark::State &state, int chips) {
-    const MadeDescription description(chips);
+void load(benchmark::State &state, Form form, int chips) {
+    const MadeDescription description(form, chips);
     for ([[maybe_unused]] auto round : state) {
         diag::test::TreeOwner tree;
         xmlDoc *document = nullptr;
         uint8_t has_broker = 0;
         uint32_t status = 0;
         timed(state, [&] {
-            status = load_device_tree(description.path().c_str(), &tree.head, 1, &document,
-                                      &has_broker, nullptr, nullptr);
+            status =
+                load_device_tree(description.path().c_str(), &tree.head, form == Form::kXml ? 1 : 0,
+                                 &document, &has_broker, nullptr, nullptr);
         });
         xmlFreeDoc(document);
         if (status != 0) {
@@ -44,7 +49,7 @@ void load(benchmark::State &state, int chips) {
 }
 
 void xml_read_file_100k(benchmark::State &state) {
-    const MadeDescription description(kChips100k);
+    const MadeDescription description(Form::kXml, kChips100k);
     for ([[maybe_unused]] auto round : state) {
         xmlDoc *document = nullptr;
         timed(state, [&] { document = xmlReadFile(description.path().c_str(), nullptr, 0); });
@@ -52,15 +57,40 @@ void xml_read_file_100k(benchmark::State &state) {
     }
 }
 
+void text_getline_1m(benchmark::State &state) {
+    const MadeDescription description(Form::kText, kChips1m);
+    for ([[maybe_unused]] auto round : state) {
+        timed(state, [&] {
+            std::FILE *file = std::fopen(description.path().c_str(), "r");
+            char *line = nullptr;
+            size_t room = 0;
+            while (getline(&line, &room, file) > 0) {
+                benchmark::DoNotOptimize(line);
+            }
+            std::free(line);
+            std::fclose(file);
+        });
+    }
+}
+
 void load_100k(benchmark::State &state) {
-    load(state, kChips100k);
+    load(state, Form::kXml, kChips100k);
 }
 void load_1m(benchmark::State &state) {
-    load(state, kChips1m);
+    load(state, Form::kXml, kChips1m);
+}
+void text_load_100k(benchmark::State &state) {
+    load(state, Form::kText, kChips100k);
+}
+void text_load_1m(benchmark::State &state) {
+    load(state, Form::kText, kChips1m);
 }
 
 BENCHMARK(load_100k)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(xml_read_file_100k)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(load_1m)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3);
+BENCHMARK(text_load_100k)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(text_load_1m)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(text_getline_1m)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1);
 
 }  // namespace

@@ -37,7 +37,7 @@ long peak_of(const char *program, const char *mode, const std::string &descripti
 }  // namespace
 
 double measure_peak_memory(const char *program) {
-    const MadeDescription description(kChips);
+    const MadeDescription description(Form::kXml, kChips);
     const long load = peak_of(program, kLoad, description.path());
     const long parse = peak_of(program, kParse, description.path());
     return parse > 0 ? static_cast<double>(load) / static_cast<double>(parse) : 0;

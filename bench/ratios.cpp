@@ -22,6 +22,9 @@ constexpr Ratio kRatios[] = {
     {"diag_print that nothing shows, in ns", "silent_diag_print", "", 10.0, true},
     {"XML load of 100,000 registers / xmlReadFile", "load_100k", "xml_read_file_100k", 1.6, true},
     {"XML load of 1,000,000 registers / of 100,000", "load_1m", "load_100k", 11.0, true},
+    {"text load of 1,000,000 registers / bare getline", "text_load_1m", "text_getline_1m", 6.0,
+     true},
+    {"text load of 1,000,000 registers / of 100,000", "text_load_1m", "text_load_100k", 11.0, true},
 };
 
 double median_of(const Medians &medians, const char *name) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Reading hexadecimal text, and two's-complement numbers out of register fields.
+#include <array>
 #include <cstring>
 
 #include "diag_util.h"
@@ -7,34 +8,34 @@
 namespace {
 
 constexpr uint32_t kNotADigit = 0x86018021U;
-constexpr int kEndOfNumber = -1;
-constexpr int kPassedOver = -2;
+constexpr int8_t kEndOfNumber = -1;
+constexpr int8_t kPassedOver = -2;
 
-// The value of a digit, or one of the two marks above.
-int digit_value(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
+// The value of each character as a digit, or one of the two marks above.
+constexpr std::array<int8_t, 256> kDigits = [] {
+    std::array<int8_t, 256> digits{};
+    digits.fill(kEndOfNumber);
+    for (int i = 0; i < 10; i++) {
+        digits['0' + i] = static_cast<int8_t>(i);
     }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
+    for (int i = 0; i < 6; i++) {
+        digits['a' + i] = digits['A' + i] = static_cast<int8_t>(10 + i);
     }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return c == 'x' || c == ' ' ? kPassedOver : kEndOfNumber;
-}
+    digits['x'] = digits[' '] = kPassedOver;
+    return digits;
+}();
 
 // Digits that exceed the width fall off the top.
 template <typename Number>
 Number parse_hex(const char *text) {
     Number number = 0;
-    for (; *text != '\0'; text++) {
-        const int digit = digit_value(*text);
-        if (digit == kEndOfNumber) {
+    for (;; text++) {
+        const int digit = kDigits[static_cast<unsigned char>(*text)];
+        if (digit == kEndOfNumber) {  // the end of the text is one as well
             break;
         }
         if (digit != kPassedOver) {
-            number = static_cast<Number>((uint64_t{number} << 4) + static_cast<uint64_t>(digit));
+            number = static_cast<Number>(number << 4 | static_cast<Number>(digit));
         }
     }
     return number;

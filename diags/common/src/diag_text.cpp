@@ -7,6 +7,8 @@
 
 #include "diag_util.h"
 
+#include "diags/common/src/trim.h"
+
 namespace {
 
 int fold(char c) {
@@ -61,13 +63,16 @@ int trim_all_spaces(char *text) {
     return 0;
 }
 
-void trim_spaces(char *text) {
-    const size_t leading = std::strspn(text, " ");
+void diag::trim_spaces(char *text, size_t length) {
+    size_t leading = 0;
+    while (text[leading] == ' ') {
+        leading++;
+    }
     if (text[leading] == '\0') {
         text[0] = '\0';
         return;
     }
-    size_t last = std::strlen(text) - 1;
+    size_t last = length - 1;
     while (text[last] == ' ') {
         last--;
     }
@@ -78,6 +83,10 @@ void trim_spaces(char *text) {
         std::memmove(text, text + leading, last - leading + 1);
         text[last] = '\0';
     }
+}
+
+void trim_spaces(char *text) {
+    diag::trim_spaces(text, std::strlen(text));
 }
 
 char *skip_ws(char **text) {

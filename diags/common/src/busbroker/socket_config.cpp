@@ -81,7 +81,7 @@ uint32_t read_elements(xmlNode *node, socket_cfg &cfg) {
 // ip|port|family|maxcount|type. Family and type are looked for anywhere in their field, where the
 // XML form wants them in front: files of both kinds rely on it.
 uint32_t read_line(char *text, socket_cfg &cfg) {
-    diag::Fields fields(text, "|");
+    diag::Fields fields(text, '|');
     const char *ip = fields.next_trimmed();
     const char *port = fields.next();
     const char *family = fields.next();

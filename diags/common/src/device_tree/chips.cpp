@@ -3,6 +3,7 @@
 
 #include "diag_util.h"
 
+#include "diags/common/src/lib/fields.h"
 #include "diags/common/src/lib/memory.h"
 #include "diags/common/src/log.h"
 
@@ -46,6 +47,9 @@ device_node *parse_device_config(char *line, device_tree *tree, int is_xml, xmlN
         }
     }
     device_tree *last = tree;
-    return is_xml != 0 ? diag::read_chip_xml(tree, &last, xml_chip)
-                       : diag::read_chip_line(tree, &last, line);
+    if (is_xml != 0) {
+        return diag::read_chip_xml(tree, &last, xml_chip);
+    }
+    diag::cut_line_end(line);
+    return diag::read_chip_line(tree, &last, line);
 }

@@ -10,7 +10,7 @@
 namespace diag {
 
 // parse_device_config for a caller that remembers the last element of the tree, or one before it,
-// in *last; it is moved on to where the tree ended before the call.
+// in *last; it is moved on to where the tree ended before the call. The line has no line feed.
 device_node *read_chip_xml(device_tree *head, device_tree **last, xmlNode *xml_chip);
 device_node *read_chip_line(device_tree *head, device_tree **last, char *line);
 

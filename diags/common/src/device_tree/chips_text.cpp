@@ -137,7 +137,7 @@ bool read_bus(device_node &node, Fields &fields) {
     if (field == nullptr) {
         return refuse_format();
     }
-    Fields words(field, " ");
+    Fields words(field, ' ');
     const char *bus = words.next();
     const char *location = words.rest();
     if (location == nullptr) {
@@ -233,8 +233,7 @@ device_node *read_chip_line(device_tree *head, device_tree **last, char *line) {
     if (node == nullptr) {
         return nullptr;
     }
-    cut_line_end(line);
-    Fields fields(line, "|");
+    Fields fields(line, '|');
     for (const FieldStep read : kFields) {
         if (!read(*node, fields)) {
             return nullptr;

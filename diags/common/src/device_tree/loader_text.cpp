@@ -60,6 +60,7 @@ class TextLoad {
 
     // The first line of a block is the chip, the others are its registers.
     uint32_t read_device(char *line) {
+        reader_.cut_line_feed();
         if (node_ == nullptr) {
             node_ = read_chip_line(head_, &last_, line);
             ends_ = {};

@@ -216,7 +216,7 @@ uint32_t parse_mux_setting(mux_entry *first, char *text) {
         DIAG_ERROR("Could not allocate mux bus\n");
         return DIAG_E_NOMEM;
     }
-    Fields fields(numbers, ":");
+    Fields fields(numbers, ':');
     for (mux_entry *mux = first;;) {
         if (const uint32_t status = read_mux_numbers(*mux, fields); status != 0) {
             return status;

@@ -54,7 +54,7 @@ struct Presence {
 
 uint32_t parse_presence(char *text, Presence *presence) {
     constexpr char kInconsistent[] = "Inconsistent config file\n";
-    Fields fields(text, "|");
+    Fields fields(text, '|');
     const char *slot = fields.next_trimmed();
     const char *interface = fields.next_trimmed();
     const char *reg = fields.next_trimmed();
@@ -174,8 +174,8 @@ class OptionalModules {
         if (line == nullptr) {
             return;
         }
-        cut_line_end(line);
-        Fields parts(line, ":");
+        reader_.cut_line_feed();
+        Fields parts(line, ':');
         const char *name = parts.next_trimmed();
         diag_print(1, "%s\n", name != nullptr ? name : "");
         char *number = parts.rest();
@@ -183,7 +183,7 @@ class OptionalModules {
             diag_print(0, "CPLD CardID Register expected\n");
             return;
         }
-        Fields fields(number, "|");
+        Fields fields(number, '|');
         const char *text = fields.next_trimmed();
         card_id_register_ = text != nullptr ? atoh(text) : 0;
         diag_print(1, "0x%x Cardid reg\n", card_id_register_);
@@ -197,7 +197,7 @@ class OptionalModules {
         if (is_delimiter(line)) {
             return refuse("Not all information about IOM slots available in config file\n");
         }
-        cut_line_end(line);
+        reader_.cut_line_feed();
         char *card = std::strchr(line, ':');
         if (card != nullptr) {
             *card++ = '\0';
@@ -305,6 +305,7 @@ class OptionalModules {
         ListEnds ends;
         for (char *line = reader_.next(); line != nullptr && !is_delimiter(line);
              line = reader_.next()) {
+            reader_.cut_line_feed();
             if (read_register_line(*node, ends, line) != 0) {
                 DIAG_ERROR_IN(kUpdate, "Could not load the IOM Registers\n");
                 return 0xFFFFFFFFU;

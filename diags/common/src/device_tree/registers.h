@@ -53,7 +53,7 @@ uint32_t assign_test_role(device_node &node, ListEnds &ends, reg_def *reg, int r
 bit_def *append_bit(const char *function, reg_def &reg, bit_def *known_last);
 bit_info *append_info(bit_def &bit, bit_info *known_last);
 
-// parse_reg_config for callers that remember where the lists end.
+// parse_reg_config for callers that remember where the lists end; of a line without its line feed.
 uint32_t read_register_xml(device_node &node, ListEnds &ends, xmlNode *xml_reg);
 uint32_t read_register_line(device_node &node, ListEnds &ends, char *line);
 

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Registers, bit fields and named values from the "R", "B" and "I" lines of a text description.
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "diag_util.h"
 
@@ -22,11 +21,11 @@ constexpr NewRegisterMessages kNewRegister = {"Can't allocate memory for device'
                                               "Can't allocate memory for reg entry\n"};
 
 struct AccessWord {
-    char word[5];
+    std::string_view start;
     int32_t access;
 };
 
-// Four characters of the field as it stands, blanks included.
+// The start of the field as it stands, blanks included.
 constexpr AccessWord kAccessWords[] = {{" RO ", DIAG_ACCESS_RO},
                                        {" RW ", DIAG_ACCESS_RW},
                                        {" RC ", DIAG_ACCESS_RC},
@@ -37,7 +36,7 @@ template <typename Record>
 bool read_access(Record &record, const char *text) {
     record.access = DIAG_ACCESS_OTHER;
     for (const AccessWord &known : kAccessWords) {
-        if (std::strncmp(text, known.word, 4) == 0) {
+        if (starts_with(text, known.start)) {
             record.access = known.access;
             break;
         }
@@ -105,7 +104,7 @@ uint32_t read_test_role(device_node &node, ListEnds &ends, reg_def &reg, Fields 
     if (text == nullptr || !names_a_role(text)) {
         return 0;
     }
-    const auto role = static_cast<int>(std::strtol(text, nullptr, 10));
+    const auto role = static_cast<int>(decimal(text));
     const uint32_t status = assign_test_role(node, ends, &reg, role, 0);
     if (status != 0 || role < 0 || role >= kTestRoles) {
         return status;
@@ -139,22 +138,37 @@ uint32_t read_register(device_node &node, ListEnds &ends, Fields &fields) {
 
 using RangeText = char[10];
 
-// "7:4", high bit first, or one number.
-void read_range(bit_def &bit, const char *text) {
-    bit.end = static_cast<int32_t>(std::strtol(text, nullptr, 10));
-    const char *separator = std::strchr(text, ':');
-    bit.start = separator == nullptr
-                    ? bit.end
-                    : static_cast<int32_t>(std::strtol(separator + 1, nullptr, 10));
+// "7:4", high bit first, or one number. What does not fit the text is cut. Fields have just been
+// cut out of their line: looking at single characters is faster here than what looks at many.
+void read_range(bit_def &bit, const char *field, RangeText &range) {
+    const char *low = nullptr;
+    size_t length = 0;
+    for (; length < sizeof range - 1 && field[length] != '\0'; length++) {
+        range[length] = field[length];
+        if (low == nullptr && range[length] == ':') {
+            low = range + length + 1;
+        }
+    }
+    range[length] = '\0';
+    bit.end = static_cast<int32_t>(decimal(range));
+    bit.start = low == nullptr ? bit.end : static_cast<int32_t>(decimal(low));
+}
+
+bool names_major_version(const char *name) {
+    for (; *name != '\0'; name++) {
+        if (starts_with(name, "MAJOR_VER")) {
+            return true;
+        }
+    }
+    return false;
 }
 
 uint32_t read_bit_fields(bit_def &bit, Fields &fields, RangeText &range) {
     if (const char *text = fields.next(); text != nullptr) {
-        std::snprintf(range, sizeof range, "%s", text);
-        read_range(bit, range);
+        read_range(bit, text, range);
     }
     if (const char *text = fields.next_trimmed(); text != nullptr) {
-        bit.major_ver = std::strstr(text, "MAJOR_VER") != nullptr ? 1 : 0;
+        bit.major_ver = names_major_version(text) ? 1 : 0;
         if (const uint32_t status = read_field(kFunction, kBitName, bit, text); status != 0) {
             return status;
         }
@@ -227,8 +241,7 @@ uint32_t read_info(Fields &fields) {
 
 uint32_t read_register_line(device_node &node, ListEnds &ends, char *line) {
     const char kind = line[0];
-    cut_line_end(line);
-    Fields fields(line, "|");
+    Fields fields(line, '|');
     fields.next();  // the letter
     switch (kind) {
         case 'R':
@@ -247,6 +260,9 @@ uint32_t read_register_line(device_node &node, ListEnds &ends, char *line) {
 
 uint32_t parse_reg_config(char *line, device_node *node, int is_xml, xmlNode *xml_reg) {
     diag::ListEnds ends;
-    return is_xml != 0 ? diag::read_register_xml(*node, ends, xml_reg)
-                       : diag::read_register_line(*node, ends, line);
+    if (is_xml != 0) {
+        return diag::read_register_xml(*node, ends, xml_reg);
+    }
+    diag::cut_line_end(line);
+    return diag::read_register_line(*node, ends, line);
 }

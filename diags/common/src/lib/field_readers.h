@@ -55,11 +55,29 @@ bool read_hex(Record &record, const char *text) {
     return true;
 }
 
+// strtol() in base 10, with a short cut for a few plain digits, which nearly all numbers are.
+inline long decimal(const char *text) {
+    constexpr int kFewDigits = 9;
+    while (*text == ' ') {
+        text++;
+    }
+    long number = 0;
+    int digits = 0;
+    for (; digits < kFewDigits && text[digits] >= '0' && text[digits] <= '9'; digits++) {
+        number = number * 10 + (text[digits] - '0');
+    }
+    return digits > 0 && digits < kFewDigits ? number : std::strtol(text, nullptr, 10);
+}
+
 // Base 0 takes 0x and octal prefixes.
 template <auto kMember, int kBase, typename Record>
 bool read_number(Record &record, const char *text) {
     using Number = std::remove_reference_t<decltype(record.*kMember)>;
-    record.*kMember = static_cast<Number>(std::strtol(text, nullptr, kBase));
+    if constexpr (kBase == 10) {
+        record.*kMember = static_cast<Number>(decimal(text));
+    } else {
+        record.*kMember = static_cast<Number>(std::strtol(text, nullptr, kBase));
+    }
     return true;
 }
 

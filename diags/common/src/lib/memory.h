@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <type_traits>
 
 namespace diag {
@@ -13,7 +14,9 @@ namespace diag {
 template <typename Record>
 Record *allocate() {
     static_assert(std::is_trivially_copyable_v<Record>, "records are plain C structures");
-    return static_cast<Record *>(std::calloc(1, sizeof(Record)));
+    // Not calloc: a description has millions of small records, and this is faster for them.
+    void *memory = std::malloc(sizeof(Record));
+    return memory != nullptr ? new (memory) Record{} : nullptr;
 }
 
 // A copy of exactly the needed size, or null.

@@ -46,7 +46,7 @@ class Arguments {
     explicit Arguments(const char *command) {
         std::snprintf(text_, sizeof text_, "%s", command);
         cut_redirection();
-        Fields words(text_, " ");
+        Fields words(text_, ' ');
         for (char **word = words_.data(); (*word = words.next()) != nullptr; word++) {
         }
     }
