@@ -20,27 +20,28 @@ unsigned digit_value(char c) {
     return kNoDigit;
 }
 
-std::optional<uint32_t> parse_digits(std::string_view text, unsigned base, uint32_t max) {
+std::optional<uint64_t> parse_digits(std::string_view text, unsigned base, uint64_t max) {
     if (text.empty()) {
         return std::nullopt;
     }
     uint64_t value = 0;
     for (char c : text) {
         const unsigned digit = digit_value(c);
-        if (digit >= base) {
+        if (digit >= base || digit > max || value > (max - digit) / base) {
             return std::nullopt;
         }
         value = value * base + digit;
-        if (value > max) {
-            return std::nullopt;
-        }
     }
-    return static_cast<uint32_t>(value);
+    return value;
+}
+
+std::optional<uint32_t> narrowed(std::optional<uint64_t> number) {
+    return number ? std::optional(static_cast<uint32_t>(*number)) : std::nullopt;
 }
 
 }  // namespace
 
-std::optional<uint32_t> parse_number(std::string_view text, uint32_t max) {
+std::optional<uint64_t> parse_wide_number(std::string_view text, uint64_t max) {
     if (text.starts_with("0x") || text.starts_with("0X")) {
         text.remove_prefix(2);
         return parse_digits(text, 16, max);
@@ -48,8 +49,12 @@ std::optional<uint32_t> parse_number(std::string_view text, uint32_t max) {
     return parse_digits(text, 10, max);
 }
 
+std::optional<uint32_t> parse_number(std::string_view text, uint32_t max) {
+    return narrowed(parse_wide_number(text, max));
+}
+
 std::optional<uint32_t> parse_decimal(std::string_view text, uint32_t max) {
-    return parse_digits(text, 10, max);
+    return narrowed(parse_digits(text, 10, max));
 }
 
 std::optional<unsigned> parse_i2c_bus(std::string_view text) {

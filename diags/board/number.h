@@ -12,6 +12,7 @@ namespace diag::board {
 // Nothing but digits is accepted: no sign, no blank, no octal ("010" is ten). Empty for a text
 // that is no number, or one above `max`.
 std::optional<uint32_t> parse_number(std::string_view text, uint32_t max);
+std::optional<uint64_t> parse_wide_number(std::string_view text, uint64_t max);
 std::optional<uint32_t> parse_decimal(std::string_view text, uint32_t max);
 
 // The number of an I2C bus, named "/dev/i2c-N", "i2c-N" or "N" with a decimal N, as the kernel

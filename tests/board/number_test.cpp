@@ -48,5 +48,17 @@ TEST(ParseI2cBus, RefusesOtherNames) {
     }
 }
 
+TEST(WideNumber, GoesUpToSixtyFourBits) {
+    EXPECT_EQ(parse_wide_number("0xffffffffffffffff", UINT64_MAX), UINT64_MAX);
+    EXPECT_EQ(parse_wide_number("18446744073709551615", UINT64_MAX), UINT64_MAX);
+    EXPECT_FALSE(parse_wide_number("0x10000000000000000", UINT64_MAX));
+    EXPECT_FALSE(parse_wide_number("18446744073709551616", UINT64_MAX));
+    EXPECT_EQ(parse_wide_number("0x100000000", uint64_t{1} << 32), uint64_t{1} << 32);
+    EXPECT_FALSE(parse_wide_number("0x100000001", uint64_t{1} << 32));
+    EXPECT_FALSE(parse_wide_number("5", 4));
+    EXPECT_EQ(parse_wide_number("0", 0), 0U);
+    EXPECT_FALSE(parse_wide_number("-1", UINT64_MAX));
+}
+
 }  // namespace
 }  // namespace diag::board

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "diags/board/sim/layout.h"
+
 namespace diag::board::sim {
 
 struct RegisterSetting {
@@ -27,10 +29,41 @@ struct ChipSetting {
     std::vector<RegisterSetting> registers;
 };
 
+// Plain bytes beside those of the chips.
+struct RegionSetting {
+    BusKind kind = BusKind::kMemory;
+    uint64_t address = 0;
+    uint32_t size = 0;
+    std::vector<uint8_t> bytes;  // the first ones; the others start at 0
+};
+
+struct GpioSetting {
+    uint32_t chip = 0;
+    uint32_t line = 0;
+    bool is_high = false;
+};
+
+// A register of the board management controller itself.
+struct OemSetting {
+    uint32_t number = 0;
+    uint32_t value = 0;
+};
+
+struct SlotSetting {
+    std::string place;
+    uint32_t number = 0;  // from 1
+    bool is_present = false;
+    uint8_t card_type = 0;
+};
+
 struct BoardFile {
     std::string path;
     std::string description;  // path, relative ones taken from the board file's folder
     std::vector<ChipSetting> chips;
+    std::vector<RegionSetting> regions;
+    std::vector<GpioSetting> gpio;
+    std::vector<OemSetting> oem_registers;
+    std::vector<SlotSetting> slots;  // each number once
     bool verbosity_override = false;
     int32_t verbosity = 0;
 };

@@ -6,20 +6,28 @@
 
 #include "device_tree.h"
 
+#include "diags/board/sim/board_file.h"
+#include "diags/board/sim/slots.h"
+
 namespace diag::board::sim {
 
 // A loaded board description and its owner.
 class Description {
   public:
     // Throws BoardError. The library's own messages go to standard output.
-    explicit Description(const std::string &path);
+    explicit Description(const BoardFile &board_file);
     ~Description();
     Description(const Description &) = delete;
     Description &operator=(const Description &) = delete;
 
     const device_tree &tree() const { return head_; }
+    const Slots &slots() const { return slots_; }
 
   private:
+    // Loads the file at `source`; complaints are about `path`.
+    void load(const std::string &path, const std::string &source, bool is_xml);
+
+    Slots slots_;
     device_tree head_ = {nullptr, nullptr};
 };
 

@@ -82,24 +82,38 @@ std::string JsonElement::text() const {
     return value_.get<std::string>();
 }
 
-uint32_t JsonElement::number(uint32_t max) const {
-    if (!value_.is_number_integer() && !value_.is_string()) {
+void JsonElement::fail_range(uint64_t max) const {
+    char limit[24];
+    std::snprintf(limit, sizeof limit, "0x%llx", static_cast<unsigned long long>(max));
+    fail("out of range: 0 to " + std::string(limit));
+}
+
+uint64_t JsonElement::parse(const std::string &text, uint64_t max) const {
+    const std::optional<uint64_t> number = parse_wide_number(text, max);
+    if (!number && !parse_wide_number(text, UINT64_MAX)) {
+        fail("\"" + text + "\" is no number (0x... or decimal)");
+    }
+    if (!number) {
+        fail_range(max);
+    }
+    return *number;
+}
+
+uint64_t JsonElement::wide_number(uint64_t max) const {
+    if (value_.is_string()) {
+        return parse(value_.get<std::string>(), max);
+    }
+    if (!value_.is_number_integer()) {
         fail("expected a number, or a text like \"0x1f\"");
     }
-    if (value_.is_number_unsigned() && value_.get<uint64_t>() <= max) {
-        return value_.get<uint32_t>();
+    if (!value_.is_number_unsigned() || value_.get<uint64_t>() > max) {
+        fail_range(max);
     }
-    if (value_.is_string()) {
-        if (const auto number = parse_number(value_.get<std::string>(), max)) {
-            return *number;
-        }
-        if (!parse_number(value_.get<std::string>(), UINT32_MAX)) {
-            fail("\"" + value_.get<std::string>() + "\" is no number (0x... or decimal)");
-        }
-    }
-    char limit[16];
-    std::snprintf(limit, sizeof limit, "0x%x", max);
-    fail("out of range: 0 to " + std::string(limit));
+    return value_.get<uint64_t>();
+}
+
+uint32_t JsonElement::key_number(const std::string &key, uint32_t max) const {
+    return static_cast<uint32_t>(parse(key, max));
 }
 
 int32_t JsonElement::signed_number() const {

@@ -36,10 +36,14 @@ class JsonElement {
     std::string text() const;
 
     // A number, or a text with a number of either base.
-    uint32_t number(uint32_t max) const;
+    uint32_t number(uint32_t max) const { return static_cast<uint32_t>(wide_number(max)); }
+    uint64_t wide_number(uint64_t max) const;
     int32_t signed_number() const;
 
     std::vector<JsonElement> items() const;
+
+    // The same as number() for the key that leads here.
+    uint32_t key_number(const std::string &key, uint32_t max) const;
 
     // Calls `read` with each key and value of an object.
     void each_member(
@@ -49,6 +53,9 @@ class JsonElement {
     void members(std::initializer_list<JsonMember> known) const;
 
   private:
+    [[noreturn]] void fail_range(uint64_t max) const;
+    uint64_t parse(const std::string &text, uint64_t max) const;
+
     const std::string &file_;
     const Json &value_;
     std::string place_;

@@ -132,8 +132,8 @@ bool is_running(const fs::path &path, uint64_t fingerprint) {
 }
 
 void build(const fs::path &path, const BoardFile &board_file, uint64_t fingerprint) {
-    const Description description(board_file.description);
-    StateImage image = build_state(description.tree(), board_file);
+    const Description description(board_file);
+    StateImage image = build_state(description.tree(), board_file, description.slots());
     image.fingerprint = fingerprint;
     const fs::path unfinished = path.string() + ".new";
     unlink(unfinished.c_str());  // left by a builder that was killed; the folder is locked

@@ -3,17 +3,20 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <string>
 #include <tuple>
 
 #include "diags/board/sim/board_error.h"
+#include "diags/board/sim/bus_kind.h"
 #include "diags/board/sim/range.h"
 
 namespace diag::board::sim {
 namespace {
 
-constexpr uint32_t kHighestNumber = 0xFFFF;
-constexpr uint64_t kMaxRegisterBytes = kHighestNumber + 1;
+constexpr uint32_t kHighestPointer = 0xFFFF;
+constexpr uint32_t kHighestByte = UINT32_MAX - 1;      // so that the end of a range has 32 bits
+constexpr uint64_t kMaxRegisterBytes = 1024UL * 1024;  // each takes a record in the state
 
 uint32_t field_mask(const bit_def &field) {
     const int low = std::max(0, std::min(field.start, field.end));
@@ -123,25 +126,36 @@ Cell power_up_cell(const reg_def &definition, uint32_t unit_bytes) {
     return cell;
 }
 
+Numbering numbering_of(const device_node &node) {
+    const std::optional<BusKind> kind = bus_kind_of(node);
+    if (kind && is_byte_addressed(*kind)) {
+        return {.highest = kHighestByte, .little_endian = true, .may_count_units = false};
+    }
+    return {.highest = kHighestPointer, .little_endian = node.reg_le != 0, .may_count_units = true};
+}
+
 RegisterMap::RegisterMap(const device_node &node, std::vector<Cell> *cells) {
+    const Numbering numbering = numbering_of(node);
+    const uint64_t max_bytes =
+        std::min<uint64_t>(uint64_t{numbering.highest} + 1, kMaxRegisterBytes);
     Twins twins;
     for (const reg_list *item = node.reg_list; item != nullptr; item = item->next) {
         if (item->reg != nullptr) {
-            add_register(node, *item->reg, &twins, cells);
+            add_register(node, *item->reg, max_bytes, &twins, cells);
         }
     }
-    lay_out(node.reg_le != 0);
+    lay_out(numbering);
 }
 
-void RegisterMap::add_register(const device_node &node, const reg_def &definition, Twins *twins,
-                               std::vector<Cell> *cells) {
+void RegisterMap::add_register(const device_node &node, const reg_def &definition,
+                               uint64_t max_bytes, Twins *twins, std::vector<Cell> *cells) {
     const uint32_t unit_bytes = definition.size / 8;
     const uint32_t units = std::max<uint32_t>(definition.length, 1);
     if (definition.size % 8 != 0 || unit_bytes == 0 || unit_bytes > kMaxUnitBytes) {
         refuse(node, definition,
                "a size of " + std::to_string(definition.size) + " bits cannot be simulated");
     }
-    if (uint64_t{units} * unit_bytes > kMaxRegisterBytes) {
+    if (uint64_t{units} * unit_bytes > max_bytes) {
         refuse(node, definition, "a length of " + std::to_string(units) + " units is too much");
     }
     const auto next_cell = static_cast<uint32_t>(cells->size());
@@ -155,11 +169,14 @@ void RegisterMap::add_register(const device_node &node, const reg_def &definitio
 
 // Where registers share numbers, the one that starts last counts, and of several that start
 // together the first in the file. A register of wide units with another one starting inside means
-// that the chip numbers its registers by unit, not by byte.
-void RegisterMap::lay_out(bool little_endian) {
+// that the chip numbers its registers by unit, not by byte, unless its bus addresses bytes.
+void RegisterMap::lay_out(const Numbering &numbering) {
     std::vector<const MappedRegister *> order;
     for (auto mapped = registers_.rbegin(); mapped != registers_.rend(); ++mapped) {
-        if (mapped->definition->offset <= kHighestNumber) {
+        const uint64_t bytes = uint64_t{mapped->units} * mapped->unit_bytes;
+        const bool has_room = numbering.may_count_units ||
+                              mapped->definition->offset + bytes <= uint64_t{numbering.highest} + 1;
+        if (mapped->definition->offset <= numbering.highest && has_room) {
             order.push_back(&*mapped);
         }
     }
@@ -172,16 +189,17 @@ void RegisterMap::lay_out(bool little_endian) {
         const auto follower = std::ranges::upper_bound(order, first, {}, offset);
         const uint32_t span =
             follower != order.end() ? std::min(bytes, offset(*follower) - first) : bytes;
-        const bool by_unit = mapped->unit_bytes > 1 && span < bytes;
-        canvas.paint({.first = first,
-                      .count = by_unit ? std::min(span, mapped->units) : bytes,
-                      .next = first + span,
-                      .cell = mapped->first_cell,
-                      .skip = 0,
-                      .unit_bytes = static_cast<uint8_t>(mapped->unit_bytes),
-                      .flags = static_cast<uint8_t>((little_endian ? kRangeLittleEndian : 0) |
-                                                    (by_unit ? kRangeByUnit : 0)),
-                      .reserved = {}});
+        const bool by_unit = numbering.may_count_units && mapped->unit_bytes > 1 && span < bytes;
+        canvas.paint(
+            {.first = first,
+             .count = by_unit ? std::min(span, mapped->units) : bytes,
+             .next = first + span,
+             .cell = mapped->first_cell,
+             .skip = 0,
+             .unit_bytes = static_cast<uint8_t>(mapped->unit_bytes),
+             .flags = static_cast<uint8_t>((numbering.little_endian ? kRangeLittleEndian : 0) |
+                                           (by_unit ? kRangeByUnit : 0)),
+             .reserved = {}});
     }
     ranges_ = canvas.take();
 }

@@ -23,6 +23,15 @@ struct MappedRegister {
     uint32_t first_cell;  // of its own units; registers described twice share them
 };
 
+// What a chip's bus makes of register numbers.
+struct Numbering {
+    uint32_t highest;
+    bool little_endian;
+    bool may_count_units;  // where registers overlap, a number stands for a unit
+};
+
+Numbering numbering_of(const device_node &node);
+
 // All bits of a unit of that many bytes.
 constexpr uint32_t unit_mask(uint32_t unit_bytes) {
     return unit_bytes >= 4 ? UINT32_MAX : (uint32_t{1} << (8 * unit_bytes)) - 1;
@@ -33,8 +42,9 @@ Cell power_up_cell(const reg_def &definition, uint32_t unit_bytes);
 
 class RegisterMap {
   public:
-    // Appends the cells of the node's registers to `cells`. Throws BoardError for a register that
-    // cannot be simulated.
+    // Appends the cells of the node's registers to `cells`. On byte-addressed buses numbers count
+    // bytes and the least significant one comes first, whatever the description says of the byte
+    // order. Throws BoardError for a register that cannot be simulated.
     RegisterMap(const device_node &node, std::vector<Cell> *cells);
 
     const std::vector<MappedRegister> &registers() const { return registers_; }
@@ -44,9 +54,9 @@ class RegisterMap {
     // First cells by offset, units and bytes of a unit.
     using Twins = std::map<std::tuple<uint32_t, uint32_t, uint32_t>, uint32_t>;
 
-    void add_register(const device_node &node, const reg_def &definition, Twins *twins,
-                      std::vector<Cell> *cells);
-    void lay_out(bool little_endian);
+    void add_register(const device_node &node, const reg_def &definition, uint64_t max_bytes,
+                      Twins *twins, std::vector<Cell> *cells);
+    void lay_out(const Numbering &numbering);
 
     std::vector<MappedRegister> registers_;
     std::vector<Range> ranges_;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <map>
 #include <string_view>
 
 #include "diag_util.h"
@@ -173,10 +174,16 @@ void Applier::apply(const BuiltChip &chip, const RegisterSetting &setting) {
     }
 }
 
+const char *why_unreached(const device_node &node) {
+    return node.bus_type == DIAG_BUS_PCI
+               ? "the description does not say which PCI function the chip is (bus:device.function)"
+               : "nobody reaches the chip: its bus is none of i2c, bmc, lpc, pci and mem";
+}
+
 void Applier::apply(const ChipSetting &setting) {
     const BuiltChip &chip = find_chip(setting);
     if (!chip.device) {
-        fail(setting.place, "the chip is not on an I2C bus, other buses are not simulated yet");
+        fail(setting.place, why_unreached(*chip.node));
     }
     Device &device = builder_.image().devices[*chip.device];
     device.no_answer = device.no_answer != 0 || setting.no_answer ? 1 : 0;
@@ -186,6 +193,28 @@ void Applier::apply(const ChipSetting &setting) {
     }
 }
 
+// The value stands in the controller's answer most significant byte first.
+void apply_oem_registers(const BoardFile &file, StateImage *image) {
+    std::map<uint32_t, uint32_t> values;
+    for (const OemSetting &setting : file.oem_registers) {
+        values[setting.number] = setting.value;
+    }
+    for (const auto &[number, value] : values) {
+        OemRegister &made = image->oem_registers.emplace_back();
+        made.number = number;
+        for (unsigned i = 0; i < sizeof made.bytes; ++i) {
+            made.bytes[i] = static_cast<uint8_t>(value >> (24 - 8 * i));
+        }
+    }
+}
+
+void apply_nvram(const BoardFile &file, StateImage *image) {
+    auto &nvram = image->nvram;
+    const auto verbosity = file.verbosity;
+    nvram[offsetof(nvram_record, verb_override)] = file.verbosity_override ? 1 : 0;
+    std::memcpy(nvram.data() + offsetof(nvram_record, verb_level), &verbosity, sizeof verbosity);
+}
+
 }  // namespace
 
 void apply_settings(const BoardFile &file, Builder *builder) {
@@ -193,10 +222,11 @@ void apply_settings(const BoardFile &file, Builder *builder) {
     for (const ChipSetting &setting : file.chips) {
         applier.apply(setting);
     }
-    auto &nvram = builder->image().nvram;
-    const auto verbosity = file.verbosity;
-    nvram[offsetof(nvram_record, verb_override)] = file.verbosity_override ? 1 : 0;
-    std::memcpy(nvram.data() + offsetof(nvram_record, verb_level), &verbosity, sizeof verbosity);
+    for (const GpioSetting &setting : file.gpio) {
+        builder->line(setting.chip, setting.line).is_high = setting.is_high ? 1 : 0;
+    }
+    apply_oem_registers(file, &builder->image());
+    apply_nvram(file, &builder->image());
 }
 
 }  // namespace diag::board::sim

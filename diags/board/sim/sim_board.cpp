@@ -4,15 +4,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <utility>
 
-#include "diags/board/pec.h"
-#include "diags/board/sim/chip.h"
+#include "diags/board/sim/controller.h"
+#include "diags/board/sim/gpio.h"
+#include "diags/board/sim/i2c_bus.h"
 
 namespace diag::board::sim {
 namespace {
-
-constexpr uint8_t kIdleBus = 0xFF;  // what a bus reads when nobody pulls it low
 
 void sleep_ms(uint32_t milliseconds) {
     timespec left = {.tv_sec = static_cast<time_t>(milliseconds / 1000),
@@ -21,136 +19,104 @@ void sleep_ms(uint32_t milliseconds) {
     }
 }
 
-using BusAddress = std::pair<uint32_t, uint32_t>;
-
-struct ByBusAndAddress {
-    static BusAddress key(const Device &device) { return {device.bus, device.address}; }
-    bool operator()(const Device &a, BusAddress b) const { return key(a) < b; }
-    bool operator()(BusAddress a, const Device &b) const { return a < key(b); }
-};
-
-struct ByBus {
-    bool operator()(const Device &a, uint32_t bus) const { return a.bus < bus; }
-    bool operator()(uint32_t bus, const Device &b) const { return bus < b.bus; }
-};
-
-// A device that checks packet error codes takes nothing from a transfer whose code is wrong.
-Status check_pec(const I2cTransfer &transfer, std::span<const uint8_t> *payload) {
-    *payload = transfer.write;
-    if (!transfer.write_has_pec) {
-        return Status::kOk;
-    }
-    if (transfer.write.empty()) {
-        return Status::kBadPec;
-    }
-    *payload = transfer.write.first(transfer.write.size() - 1);
-    const uint8_t expected = write_pec(transfer.address, *payload);
-    return expected == transfer.write.back() ? Status::kOk : Status::kBadPec;
+// Nothing stands at the key of a function that cannot be.
+BytePlace place_of(const PciFunction &function, uint32_t offset) {
+    const bool can_be = function.bus <= 0xFF && function.device <= 31 && function.function <= 7;
+    return {BusKind::kPci,
+            can_be ? pci_bus_key(function.bus, function.device, function.function) : UINT32_MAX,
+            offset};
 }
 
 }  // namespace
 
-Status SimBoard::i2c_transfer(const I2cTransfer &transfer) {
+template <typename Work>
+Status SimBoard::access(Work work) {
     uint32_t delay_ms = 0;
-    const Status status = run(transfer, &delay_ms);
+    Status status = Status::kOk;
+    {
+        const State::Lock lock(state_);
+        status = lock.status() == Status::kOk ? work(&delay_ms) : lock.status();
+    }
     if (delay_ms != 0) {
         sleep_ms(delay_ms);  // here, not under the lock: a slow device delays only who asks it
     }
     return status;
 }
 
-Status SimBoard::run(const I2cTransfer &transfer, uint32_t *delay_ms) {
-    const State::Lock lock(state_);
-    if (lock.status() != Status::kOk) {
-        return lock.status();
-    }
-    Listeners listeners;
-    if (const Status status = select(transfer, &listeners); status != Status::kOk) {
-        return status;
-    }
-    *delay_ms = listeners.delay_ms;
-    std::span<const uint8_t> payload;
-    if (const Status status = check_pec(transfer, &payload); status != Status::kOk) {
-        return status;
-    }
-    std::fill(transfer.read.begin(), transfer.read.end(), kIdleBus);
-    for (Device &device : listeners.candidates) {
-        if (device.selected == 0) {
-            continue;
-        }
-        Chip chip(state_, device);
-        Status status = chip.write(payload);
+Status SimBoard::i2c_transfer(const I2cTransfer &transfer) {
+    return access([&](uint32_t *delay_ms) {
+        return sim::transfer(state_, BusKind::kI2c, transfer, delay_ms);
+    });
+}
+
+// The width of the items makes no difference here: an access takes place as a whole or not at all.
+Status SimBoard::read(const BytePlace &place, std::span<uint8_t> data) {
+    return access([&](uint32_t *delay_ms) { return read_bytes(state_, place, data, delay_ms); });
+}
+
+Status SimBoard::write(const BytePlace &place, std::span<const uint8_t> data) {
+    return access([&](uint32_t *delay_ms) { return write_bytes(state_, place, data, delay_ms); });
+}
+
+Status SimBoard::lpc_read(uint32_t address, unsigned /*item_bytes*/, std::span<uint8_t> data) {
+    return read({BusKind::kLpc, 0, address}, data);
+}
+
+Status SimBoard::lpc_write(uint32_t address, unsigned /*item_bytes*/,
+                           std::span<const uint8_t> data) {
+    return write({BusKind::kLpc, 0, address}, data);
+}
+
+Status SimBoard::pci_read(const PciFunction &function, uint32_t offset, unsigned /*item_bytes*/,
+                          std::span<uint8_t> data) {
+    return read(place_of(function, offset), data);
+}
+
+Status SimBoard::pci_write(const PciFunction &function, uint32_t offset, unsigned /*item_bytes*/,
+                           std::span<const uint8_t> data) {
+    return write(place_of(function, offset), data);
+}
+
+Status SimBoard::memory_read(uint64_t address, unsigned /*item_bytes*/, std::span<uint8_t> data) {
+    return read({BusKind::kMemory, 0, address}, data);
+}
+
+Status SimBoard::memory_write(uint64_t address, unsigned /*item_bytes*/,
+                              std::span<const uint8_t> data) {
+    return write({BusKind::kMemory, 0, address}, data);
+}
+
+Status SimBoard::gpio_read(unsigned chip, unsigned line, bool *is_high) {
+    return access([&](uint32_t * /*delay_ms*/) {
+        Line *found = nullptr;
+        const Status status = find_line(state_, chip, line, &found);
         if (status == Status::kOk) {
-            status = chip.read_onto(transfer.read);
+            *is_high = found->is_high != 0;
         }
-        if (status != Status::kOk) {
-            return status;
-        }
-    }
-    return Status::kOk;
+        return status;
+    });
 }
 
-// Who listens is settled before the first byte: what the transfer writes may move a mux.
-Status SimBoard::select(const I2cTransfer &transfer, Listeners *listeners) {
-    const auto all = state_.devices();
-    const auto on_bus = std::equal_range(all.begin(), all.end(), transfer.bus, ByBus());
-    if (on_bus.first == on_bus.second) {
-        return Status::kNoSuchBus;
-    }
-    const auto found = std::equal_range(
-        on_bus.first, on_bus.second, BusAddress(transfer.bus, transfer.address), ByBusAndAddress());
-    listeners->candidates = {found.first, found.second};
-    for (Device &device : listeners->candidates) {
-        bool reachable = false;
-        if (const Status status = is_reachable(device, &reachable); status != Status::kOk) {
-            return status;
+Status SimBoard::gpio_write(unsigned chip, unsigned line, bool is_high) {
+    return access([&](uint32_t * /*delay_ms*/) {
+        Line *found = nullptr;
+        const Status status = find_line(state_, chip, line, &found);
+        if (status == Status::kOk) {
+            found->is_high = is_high ? 1 : 0;
         }
-        device.selected = reachable ? 1 : 0;
-        if (reachable) {
-            ++listeners->count;
-            listeners->delay_ms = std::max(listeners->delay_ms, device.delay_ms);
-        }
-    }
-    return listeners->count != 0 ? Status::kOk : Status::kNoAnswer;
+        return status;
+    });
 }
 
-Status SimBoard::is_reachable(const Device &device, bool *reachable) {
-    *reachable = false;
-    if (device.no_answer != 0) {
-        return Status::kOk;
-    }
-    bool damaged = false;
-    for (const Condition &condition : state_.conditions_of(device, &damaged)) {
-        bool satisfied = false;
-        const Status status = is_satisfied(condition, &satisfied);
-        if (status != Status::kOk || !satisfied) {
-            return status;
-        }
-    }
-    *reachable = !damaged;
-    return damaged ? Status::kDamaged : Status::kOk;
-}
-
-// A mux that does not answer passes nothing on. The muxes in front of it have conditions of their
-// own further up the same list.
-Status SimBoard::is_satisfied(const Condition &condition, bool *satisfied) {
-    Device *mux = state_.device(condition.device);
-    if (mux == nullptr) {
-        return Status::kDamaged;
-    }
-    uint8_t byte = 0;
-    const Status status = Chip(state_, *mux).peek(condition.number, &byte);
-    *satisfied =
-        mux->no_answer == 0 && (byte & condition.mask) == (condition.value & condition.mask);
-    return status;
+Status SimBoard::ipmi_raw(const IpmiRequest &request, IpmiResponse *response) {
+    return access([&](uint32_t *delay_ms) { return answer(state_, request, response, delay_ms); });
 }
 
 Status SimBoard::nvram_read(std::span<uint8_t, kNvramSize> block) {
-    const State::Lock lock(state_);
-    if (lock.status() == Status::kOk) {
+    return access([&](uint32_t * /*delay_ms*/) {
         std::copy(state_.nvram().begin(), state_.nvram().end(), block.begin());
-    }
-    return lock.status();
+        return Status::kOk;
+    });
 }
 
 }  // namespace diag::board::sim

@@ -146,25 +146,31 @@ Status State::check_header() {
         header_->version != kLayoutVersion || header_->header_size != sizeof(Header)) {
         return Status::kNotAState;
     }
+    const bool all_fit =
+        take_table(header_->devices, &devices_) && take_table(header_->conditions, &conditions_) &&
+        take_table(header_->ranges, &ranges_) && take_table(header_->cells, &cells_) &&
+        take_table(header_->lines, &lines_) && take_table(header_->oem_registers, &oem_registers_);
+    return header_->file_size == size_ && all_fit && is_sound(header_->lock) ? Status::kOk
+                                                                             : Status::kDamaged;
+}
+
+template <typename Record>
+bool State::take_table(const volatile TableRef &reference, std::span<Record> *table) {
     // Copied first: what is checked is what is used, whoever else has the file open.
-    const TableRef devices = header_->devices;
-    const TableRef conditions = header_->conditions;
-    const TableRef ranges = header_->ranges;
-    const TableRef cells = header_->cells;
-    if (header_->file_size != size_ || !table_fits<Device>(devices, size_) ||
-        !table_fits<Condition>(conditions, size_) || !table_fits<Range>(ranges, size_) ||
-        !table_fits<Cell>(cells, size_) || !is_sound(header_->lock)) {
-        return Status::kDamaged;
+    const TableRef copy = {reference.offset, reference.count};
+    if (!table_fits<Record>(copy, size_)) {
+        return false;
     }
-    devices_ = table_at<Device>(header_, devices);
-    conditions_ = table_at<Condition>(header_, conditions);
-    ranges_ = table_at<Range>(header_, ranges);
-    cells_ = table_at<Cell>(header_, cells);
-    return Status::kOk;
+    *table = table_at<Record>(header_, copy);
+    return true;
 }
 
 Device *State::device(uint32_t index) {
     return index < devices_.size() ? &devices_[index] : nullptr;
+}
+
+const Line *State::line(uint32_t index) const {
+    return index < lines_.size() ? &lines_[index] : nullptr;
 }
 
 Cell *State::cell(uint64_t index) {

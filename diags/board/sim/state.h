@@ -25,6 +25,8 @@ class State {
     Status open(const char *path);
 
     std::span<Device> devices() { return devices_; }
+    std::span<Line> lines() { return lines_; }
+    std::span<OemRegister> oem_registers() { return oem_registers_; }
     std::span<const uint8_t, kNvramSize> nvram() const {
         return std::span<const uint8_t, kNvramSize>(header_->nvram);
     }
@@ -32,6 +34,7 @@ class State {
 
     // Null, or empty with *damaged set, when the file's indices lead nowhere.
     Device *device(uint32_t index);
+    const Line *line(uint32_t index) const;
     Cell *cell(uint64_t index);
     std::span<const Condition> conditions_of(const Device &device, bool *damaged) const;
     std::span<const Range> ranges_of(const Device &device, bool *damaged) const;
@@ -59,6 +62,8 @@ class State {
   private:
     Status map(int file, size_t size);
     Status check_header();
+    template <typename Record>
+    bool take_table(const volatile TableRef &reference, std::span<Record> *table);
 
     Header *header_ = nullptr;
     size_t size_ = 0;
@@ -66,6 +71,8 @@ class State {
     std::span<Condition> conditions_;
     std::span<Range> ranges_;
     std::span<Cell> cells_;
+    std::span<Line> lines_;
+    std::span<OemRegister> oem_registers_;
 };
 
 // Makes a mutex that State::Lock can take, in a file that is being built.

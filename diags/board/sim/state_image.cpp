@@ -82,6 +82,8 @@ void StateImage::write_to(const std::string &path) const {
     const TableRef condition_table = layout.place(conditions);
     const TableRef range_table = layout.place(ranges);
     const TableRef cell_table = layout.place(cells);
+    const TableRef line_table = layout.place(lines);
+    const TableRef oem_table = layout.place(oem_registers);
     if (layout.size() > UINT32_MAX) {
         throw BoardError(kExitBadDescription, path + ": the description is too large to simulate");
     }
@@ -95,6 +97,8 @@ void StateImage::write_to(const std::string &path) const {
     header->conditions = condition_table;
     header->ranges = range_table;
     header->cells = cell_table;
+    header->lines = line_table;
+    header->oem_registers = oem_table;
     std::copy(nvram.begin(), nvram.end(), header->nvram);
     if (!init_lock(&header->lock)) {
         fail(path, ENOTSUP);
@@ -103,6 +107,8 @@ void StateImage::write_to(const std::string &path) const {
     copy_table(file.bytes(), condition_table, conditions);
     copy_table(file.bytes(), range_table, ranges);
     copy_table(file.bytes(), cell_table, cells);
+    copy_table(file.bytes(), line_table, lines);
+    copy_table(file.bytes(), oem_table, oem_registers);
     std::memcpy(header->magic, kMagic, sizeof kMagic);
 }
 

@@ -17,6 +17,8 @@ struct StateImage {
     std::vector<Condition> conditions;
     std::vector<Range> ranges;
     std::vector<Cell> cells;
+    std::vector<Line> lines;
+    std::vector<OemRegister> oem_registers;
     std::array<uint8_t, kNvramSize> nvram = {};
     uint64_t fingerprint = 0;
 

@@ -91,6 +91,110 @@ TEST(BoardFile, ReadsNvramSettings) {
     EXPECT_EQ(file.verbosity, -1);
 }
 
+BoardFile parse_key(const std::string &key, const std::string &value) {
+    return parse(R"({"description": "x", ")" + key + "\": " + value + "}");
+}
+
+TEST(BoardFile, ReadsPlainBytes) {
+    const auto regions = parse(R"({"description": "x",
+                  "memory": [{"address": "0x123456789a", "size": 64, "bytes": ["0x01", 2]}],
+                  "lpc": [{"size": 1, "address": "0xffffffff"}, {"address": 5, "size": 1048576}]})")
+                             .regions;
+    ASSERT_EQ(regions.size(), 3U);
+    EXPECT_EQ(regions[0].kind, BusKind::kMemory);
+    EXPECT_EQ(regions[0].address, 0x123456789AU);
+    EXPECT_EQ(regions[0].size, 64U);
+    EXPECT_EQ(regions[0].bytes, (std::vector<uint8_t>{1, 2}));
+    EXPECT_EQ(regions[1].kind, BusKind::kLpc);
+    EXPECT_EQ(regions[1].address, 0xFFFFFFFFU);
+    EXPECT_TRUE(regions[1].bytes.empty());
+}
+
+TEST(BoardFile, ReadsGpioLines) {
+    const auto lines = parse_key("gpio", R"({"0": {"3": 1, "0x04": 0}, "12": {}})").gpio;
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0].chip, 0U);
+    EXPECT_EQ(lines[0].line, 3U);
+    EXPECT_TRUE(lines[0].is_high);
+    EXPECT_EQ(lines[1].line, 4U);
+    EXPECT_FALSE(lines[1].is_high);
+}
+
+TEST(BoardFile, ReadsTheControllersRegisters) {
+    const auto registers =
+        parse_key("oem_registers", R"({"0x1234": "0x01020304", "65535": 7})").oem_registers;
+    ASSERT_EQ(registers.size(), 2U);
+    EXPECT_EQ(registers[0].number, 0x1234U);
+    EXPECT_EQ(registers[0].value, 0x01020304U);
+    EXPECT_EQ(registers[1].number, 0xFFFFU);
+}
+
+TEST(BoardFile, ReadsSlots) {
+    const auto slots =
+        parse_key("slots",
+                  R"({"1": {"present": true, "card_type": 2}, "3": {"present": false}, "2": {}})")
+            .slots;
+    ASSERT_EQ(slots.size(), 3U);
+    EXPECT_EQ(slots[0].number, 1U);
+    EXPECT_TRUE(slots[0].is_present);
+    EXPECT_EQ(slots[0].card_type, 2);
+    EXPECT_EQ(slots[0].place, "/slots/1");
+    EXPECT_FALSE(slots[1].is_present);
+    EXPECT_TRUE(slots[2].is_present) << "who mentions a card has one";
+    EXPECT_EQ(slots[2].card_type, 0);
+}
+
+TEST(BoardFile, PointsAtWhatIsWrongWithBusesAndSlots) {
+    const struct {
+        const char *key;
+        const char *value;
+        const char *complaint;
+    } cases[] = {
+        {"memory", "{}", "/memory: expected a list in [ ]"},
+        {"memory", "[1]", "/memory/0: expected an object in { }"},
+        {"memory", R"([{"size": 1}])", "/memory/0: the key \"address\" is missing"},
+        {"memory", R"([{"address": 1}])", "/memory/0: expected a \"size\" of at least 1"},
+        {"memory", R"([{"address": 1, "size": 0}])",
+         "/memory/0: expected a \"size\" of at least 1"},
+        {"memory", R"([{"address": 1, "size": 1048577}])",
+         "/memory/0/size: out of range: 0 to 0x100000"},
+        {"memory", R"([{"address": "0xffffffffffffffff", "size": 1}])",
+         "/memory/0/address: out of range: 0 to 0xffffffffffefffff"},
+        {"memory", R"([{"address": "0x1ffffffffffffffff", "size": 1}])",
+         "/memory/0/address: \"0x1ffffffffffffffff\" is no number (0x... or decimal)"},
+        {"memory", R"([{"address": 1, "size": 1, "bytes": [1, 2]}])",
+         "/memory/0: 2 bytes given, the size is 1"},
+        {"memory", R"([{"address": 1, "size": 1, "bytes": [256]}])",
+         "/memory/0/bytes/0: out of range: 0 to 0xff"},
+        {"memory", R"([{"adress": 1}])", "/memory/0/adress: no such key (nearest: address)"},
+        {"lpc", R"([{"address": "0x100000000", "size": 1}])",
+         "/lpc/0/address: out of range: 0 to 0xffffffff"},
+        {"lpc", R"([{"address": "0xffffffff", "size": 2}])",
+         "/lpc/0: ends above the last address, 0xffffffff"},
+        {"gpio", "[]", "/gpio: expected an object in { }"},
+        {"gpio", R"({"x": {}})", "/gpio/x: \"x\" is no number (0x... or decimal)"},
+        {"gpio", R"({"0": 1})", "/gpio/0: expected an object in { }"},
+        {"gpio", R"({"0": {"a": 1}})", "/gpio/0/a: \"a\" is no number (0x... or decimal)"},
+        {"gpio", R"({"0": {"1": 2}})", "/gpio/0/1: out of range: 0 to 0x1"},
+        {"gpio", R"({"0": {"1": true}})", "/gpio/0/1: expected a number, or a text like \"0x1f\""},
+        {"oem_registers", R"({"0x10000": 1})", "/oem_registers/0x10000: out of range: 0 to 0xffff"},
+        {"oem_registers", R"({"1": 4294967296})",
+         "/oem_registers/1: out of range: 0 to 0xffffffff"},
+        {"slots", "[]", "/slots: expected an object in { }"},
+        {"slots", R"({"one": {}})", "/slots/one: \"one\" is no number (0x... or decimal)"},
+        {"slots", R"({"1": 2})", "/slots/1: expected an object in { }"},
+        {"slots", R"({"1": {"present": 1}})", "/slots/1/present: expected true or false"},
+        {"slots", R"({"1": {"card_type": 256}})", "/slots/1/card_type: out of range: 0 to 0xff"},
+        {"slots", R"({"1": {"type": 1}})", "/slots/1/type: no such key (nearest: card_type)"},
+        {"slots", R"({"1": {}, "0x1": {}})", "/slots/0x1: slot 1 stands twice in the file"},
+    };
+    for (const auto &row : cases) {
+        const std::string text =
+            R"({"description": "x", ")" + std::string(row.key) + "\": " + row.value + "}";
+        EXPECT_EQ(complaint(parse, text), std::string(" ") + row.complaint) << row.value;
+    }
+}
+
 TEST(BoardFile, NeedsADescription) {
     EXPECT_EQ(complaint(parse, "{}"), " /: the key \"description\" is missing");
     EXPECT_EQ(complaint(parse, R"({"description": ""})"),

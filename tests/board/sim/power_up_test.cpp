@@ -190,6 +190,50 @@ TEST_F(PowerUpTest, KeepsTheRunningBoardWhenTheNewFileIsBad) {
     EXPECT_EQ(scratch(state), 0x5A);
 }
 
+constexpr const char *kTextForm = R"(OPTIONAL_MODULE_SUPPORT:2
+CARD_TYPE_SUPPORT:1
+CARD_ID_REG:1f
+Slot 1|LPC|0x600|0:C | CPLD | 0x31 | CARD1 | i2c | 1 | - | a | 0 | 0
+Slot 2|LPC|0x600|1:C | CPLD | 0x32 | CARD2 | i2c | 1 | - | b | 0 | 0
+=====
+C | FPGA | 0x40 | MAIN | mem | 0 | - | m | 0 | 0
+R | 0x0 | 8 | 0xFF | ID | RO | 0xA5 | 0 | 0 |
+=====
+IOMTYPE 1
+R | 0x2 | 8 | 0xFF | LANES | RW | 0x11 | 0 | 0 |
+)";
+
+TEST_F(PowerUpTest, TakesTheCardsOfABoardInTheTextForm) {
+    folder_.write("a.txt", kTextForm);
+    write_board(R"({"description": "a.txt", "slots": {"1": {"card_type": 1}},
+                    "chips": {"CARD1": {"registers": {"LANES": "0x33"}}}})");
+    const std::string state = power_up_board();
+    EXPECT_EQ(scratch(state), 0x33);
+    SimBoard board;
+    ASSERT_EQ(board.open(state.c_str()), Status::kOk);
+    uint8_t byte = 0;
+    EXPECT_EQ(board.lpc_read(0x600, 1, {&byte, 1}), Status::kOk);
+    EXPECT_EQ(byte, 0x02) << "slot 2 is empty";
+    const uint8_t number = 0x1F;
+    EXPECT_EQ(
+        board.i2c_transfer({.bus = 1, .address = 0x31, .write = {&number, 1}, .read = {&byte, 1}}),
+        Status::kOk);
+    EXPECT_EQ(byte, 1);
+    EXPECT_EQ(
+        board.i2c_transfer({.bus = 1, .address = 0x32, .write = {&number, 1}, .read = {&byte, 1}}),
+        Status::kNoAnswer);
+    EXPECT_EQ(board.memory_read(0x40, 1, {&byte, 1}), Status::kOk);
+    EXPECT_EQ(byte, 0xA5);
+}
+
+TEST_F(PowerUpTest, PointsAtWhatIsWrongWithSlots) {
+    folder_.write("a.txt", kTextForm);
+    write_board(R"({"description": "a.txt", "slots": {"3": {"card_type": 1}}})");
+    std::string line;
+    EXPECT_EQ(failure(&line), kExitBadDescription);
+    EXPECT_EQ(line, path_ + ": /slots/3: no such slot, the description has slots 1 to 2");
+}
+
 TEST_F(PowerUpTest, GivesProgramsThatStartAtOnceOneBoard) {
     std::vector<pid_t> children;
     for (int i = 0; i < 4; ++i) {

@@ -133,5 +133,33 @@ TEST_F(RegisterMapTest, RefusesALengthThatNoRegisterSpaceHolds) {
     EXPECT_NE(refusal().find("a length of 32769 units"), std::string::npos);
 }
 
+TEST_F(RegisterMapTest, CountsBytesOnBusesThatAddressBytes) {
+    for (const int32_t bus_type : {DIAG_BUS_LPC, DIAG_BUS_PCI, DIAG_BUS_MEM}) {
+        const Numbering numbering = numbering_of(test::TreeMaker().chip_on("C", bus_type, 0, 0));
+        EXPECT_TRUE(numbering.little_endian);
+        EXPECT_FALSE(numbering.may_count_units);
+        EXPECT_GT(numbering.highest, 0xFFFFU);
+    }
+    chip_.bus_type = DIAG_BUS_MEM;
+    reg(0, 16);
+    reg(1, 16);
+    const RegisterMap made = map();
+    ASSERT_EQ(made.ranges().size(), 2U);
+    EXPECT_EQ(made.ranges()[0].count, 1U);
+    EXPECT_EQ(made.ranges()[0].flags, kRangeLittleEndian);
+    EXPECT_EQ(made.ranges()[1].first, 1U);
+    EXPECT_EQ(made.ranges()[1].count, 2U);
+}
+
+TEST_F(RegisterMapTest, HasLargeRegistersAndNumbersOnBusesThatAddressBytes) {
+    chip_.bus_type = DIAG_BUS_MEM;
+    reg(0x12345678, 32, 0x10000);
+    EXPECT_EQ(map().ranges().at(0).first, 0x12345678U);
+    reg(0xFFFFFFFC, 32);
+    EXPECT_EQ(map().ranges().size(), 1U) << "the last byte there could be is left out";
+    reg(0, 8, 1024 * 1024 + 1);
+    EXPECT_NE(refusal().find("a length of 1048577 units is too much"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace diag::board::sim

@@ -2,6 +2,7 @@
 // What a board file does to the board, and what it may not say about it.
 #include "diags/board/sim/settings.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "diags/board/sim/board_error.h"
@@ -26,9 +27,11 @@ class SettingsTest : public testing::Test {
         return board.read(1, 0x31, {0}, count);
     }
 
-    std::string complaint(const std::string &settings) {
+    std::string complaint(const std::string &settings) { return complaint(maker_, settings); }
+
+    static std::string complaint(const test::TreeMaker &maker, const std::string &settings) {
         try {
-            const test::RunningBoard board(maker_, settings);
+            const test::RunningBoard board(maker, settings);
         } catch (const BoardError &error) {
             EXPECT_EQ(error.exit_status(), kExitBadDescription);
             return error.what();
@@ -38,6 +41,30 @@ class SettingsTest : public testing::Test {
 
     std::string register_complaint(const std::string &settings) {
         return complaint(registers(settings));
+    }
+
+    // The first registers of a chip at 0x50 of bus 1, or of PCI function 1:2.3.
+    static Bytes read_six(Board &board, int32_t bus_type) {
+        Bytes data(6);
+        IpmiResponse response;
+        const Bytes request = {1, 0x50, 0, 6};
+        switch (bus_type) {
+            case DIAG_BUS_LPC:
+                EXPECT_EQ(board.lpc_read(0x50, 1, data), Status::kOk);
+                break;
+            case DIAG_BUS_PCI:
+                EXPECT_EQ(board.pci_read({1, 2, 3}, 0x50, 1, data), Status::kOk);
+                break;
+            case DIAG_BUS_MEM:
+                EXPECT_EQ(board.memory_read(0x50, 1, data), Status::kOk);
+                break;
+            default:
+                EXPECT_EQ(board.ipmi_raw({0x38, 0x02, request}, &response), Status::kOk);
+                EXPECT_EQ(response.size, data.size());
+                std::copy_n(response.data.begin(), data.size(), data.begin());
+                break;
+        }
+        return data;
     }
 
     test::TreeMaker maker_;
@@ -140,11 +167,36 @@ TEST_F(SettingsTest, RefuseANameThatSeveralRegistersCarry) {
     EXPECT_EQ(read(registers(R"("0x01": 5)"), 2), (Bytes{0, 5}));
 }
 
-TEST_F(SettingsTest, RefuseChipsThatAreNotSimulated) {
-    maker_.chip("LPC_CPLD", 0, 0).bus_type = DIAG_BUS_LPC;
-    EXPECT_EQ(complaint(R"("chips": {"LPC_CPLD": {}})"),
-              "test.board: /chips/LPC_CPLD: the chip is not on an I2C bus, other buses are not "
-              "simulated yet");
+TEST_F(SettingsTest, PresetRegistersOnEveryBus) {
+    for (const int32_t bus_type : {DIAG_BUS_BMC, DIAG_BUS_LPC, DIAG_BUS_PCI, DIAG_BUS_MEM}) {
+        test::TreeMaker maker;
+        device_node &far = maker.chip_on("FAR", bus_type, 1, 0x50);
+        far.pci_dev = 2;
+        far.pci_func = 3;
+        maker.reg(far, "A", 0, 16);
+        maker.reg(far, "BLOCK", 2).length = 4;
+        test::RunningBoard running(
+            maker, R"("chips": {"FAR": {"registers": {"A": "0x1234", "BLOCK": {"text": "Hey"}}}})");
+        const Bytes seen = read_six(running.board(), bus_type);
+        const Bytes first = bus_type == DIAG_BUS_BMC ? Bytes{0x12, 0x34} : Bytes{0x34, 0x12};
+        EXPECT_EQ(Bytes(seen.begin(), seen.begin() + 2), first) << bus_type;
+        EXPECT_EQ(Bytes(seen.begin() + 2, seen.end()), (Bytes{'H', 'e', 'y', 0})) << bus_type;
+    }
+}
+
+TEST_F(SettingsTest, RefuseChipsThatNobodyReaches) {
+    for (const int32_t bus_type : {DIAG_BUS_IO, DIAG_BUS_MTD, DIAG_BUS_OTHER}) {
+        test::TreeMaker maker;
+        maker.chip("FAR", 0, 0).bus_type = bus_type;
+        EXPECT_EQ(complaint(maker, R"("chips": {"FAR": {}})"),
+                  "test.board: /chips/FAR: nobody reaches the chip: its bus is none of i2c, bmc, "
+                  "lpc, pci and mem");
+    }
+    test::TreeMaker maker;
+    maker.chip("ASIC", 0, 0).bus_type = DIAG_BUS_PCI;
+    EXPECT_EQ(complaint(maker, R"("chips": {"ASIC": {}})"),
+              "test.board: /chips/ASIC: the description does not say which PCI function the chip "
+              "is (bus:device.function)");
 }
 
 TEST_F(SettingsTest, RefuseValuesThatDoNotFit) {

@@ -20,12 +20,19 @@ char *TreeMaker::text(const std::string &value) {
 }
 
 device_node &TreeMaker::chip(const std::string &name, uint32_t bus, uint8_t address) {
+    return chip_on(name, DIAG_BUS_I2C, bus, address);
+}
+
+device_node &TreeMaker::chip_on(const std::string &name, int32_t bus_type, uint32_t bus,
+                                uint32_t address) {
     device_node &node = nodes_.emplace_back();
     node.name = text(name);
-    node.bus_type = DIAG_BUS_I2C;
+    node.bus_type = bus_type;
     node.bus_no = bus;
     node.address = address;
     node.offset_len = 8;
+    node.pci_dev = -1;
+    node.pci_func = -1;
     if (last_ == nullptr) {
         last_ = &head_;
     } else {

@@ -17,6 +17,9 @@ class TreeMaker {
   public:
     device_node &chip(const std::string &name, uint32_t bus, uint8_t address);
 
+    // A chip on another kind of bus; a PCI chip names its function later, in the node.
+    device_node &chip_on(const std::string &name, int32_t bus_type, uint32_t bus, uint32_t address);
+
     reg_def &reg(device_node &chip, const std::string &name, uint32_t offset, uint32_t size = 8,
                  int32_t access = DIAG_ACCESS_RW);
 
