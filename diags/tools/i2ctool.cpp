@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // i2ctool: one register access on an I2C bus of the board.
-#include "diags/board/open_board.h"
+#include <array>
+
 #include "diags/tools/i2ctool_options.h"
-#include "diags/tools/report.h"
-#include "diags/tools/result_pipe.h"
+#include "diags/tools/run_access.h"
 
 namespace diag::tools {
 namespace {
@@ -19,39 +19,20 @@ ExitStatus access_result(board::Status status, const board::I2cRegister &target)
                   target.address, status_text(status));
 }
 
-ExitStatus read(board::Board &board, I2cOptions &options) {
-    ResultPipe pipe;
-    if (options.pipe_path != nullptr) {
-        if (const ExitStatus status = pipe.open(options.pipe_path); status != kExitDone) {
-            return status;
-        }
-    }
-    const ExitStatus status =
-        access_result(read_register(board, options.target, options.data()), options.target);
-    if (status != kExitDone) {
-        return status;
-    }
-    return options.pipe_path != nullptr ? pipe.write(options.data()) : print_hex(options.data());
-}
-
-ExitStatus write(board::Board &board, I2cOptions &options) {
-    return access_result(write_register(board, options.target, options.data(), options.with_pec),
-                         options.target);
-}
-
 ExitStatus run(int argc, char **argv) {
-    I2cOptions options;
+    std::array<uint8_t, board::kMaxI2cData> buffer;
+    I2cOptions options(buffer);
     if (const auto status = parse_i2c_options(argc, argv, &options)) {
         return *status;
     }
-    if (options.through_broker) {
-        return report(kExitNoDevice, "no bus broker is set up: leave --busbroker_req out");
-    }
-    board::BoardSlot slot;
-    if (const board::Status status = slot.open(); status != board::Status::kOk) {
-        return report(exit_status_of(status), "%s: %s", slot.subject(), status_text(status));
-    }
-    return options.read ? read(slot.board(), options) : write(slot.board(), options);
+    const auto access = [&](board::Board &board) {
+        const board::Status status =
+            options.read ? read_register(board, options.target, options.data())
+                         : write_register(board, options.target, options.data(), options.with_pec);
+        return access_result(status, options.target);
+    };
+    return run_access(options, options.data(), access,
+                      [](std::span<const uint8_t> bytes) { return print_hex(bytes); });
 }
 
 }  // namespace

@@ -16,8 +16,9 @@ namespace {
 
 constexpr size_t kMessageSize = 1024;  // longer messages are cut
 constexpr size_t kLineSize = kMessageSize + 64;
+constexpr size_t kShownOfValue = 64;
 constexpr size_t kBytesPerLine = 16;
-constexpr size_t kHexSize = sizeof "0x00 " - 1;
+constexpr size_t kHexSize = sizeof "0x00 ";  // of an item of one byte, with its end
 
 // One write for the whole line, so that lines of tools that run at once do not mix.
 void print_error_line(const char *message, const char *hint) {
@@ -29,11 +30,14 @@ void print_error_line(const char *message, const char *hint) {
     write_all(STDERR_FILENO, {reinterpret_cast<const uint8_t *>(line), length});
 }
 
-ExitStatus print_text(const char *text, size_t size) {
-    if (write_all(STDOUT_FILENO, {reinterpret_cast<const uint8_t *>(text), size}) != 0) {
-        return report(kExitAccessFailed, "standard output: %s", std::strerror(errno));
+// Its items have any width: the digits grow with them, and fewer stand on a line.
+char *append_item(char *end, std::span<const uint8_t> item) {
+    unsigned long long value = 0;
+    for (size_t i = item.size(); i > 0; --i) {
+        value = value << 8 | item[i - 1];
     }
-    return kExitDone;
+    return end + std::snprintf(end, kHexSize + 2 * (item.size() - 1), "0x%0*llx ",
+                               static_cast<int>(2 * item.size()), value);
 }
 
 }  // namespace
@@ -64,28 +68,46 @@ ExitStatus refuse_option(int code, char **argv) {
                        : usage_error("unusable option '%s'", text);
 }
 
-ExitStatus print(const char *text) {
-    return print_text(text, std::strlen(text));
+ExitStatus refuse_value(const char *option, std::string_view value, const char *expected) {
+    const auto shown = value.substr(0, kShownOfValue);
+    return usage_error("--%s=%.*s%s: expected %s", option, static_cast<int>(shown.size()),
+                       shown.data(), shown.size() < value.size() ? "..." : "", expected);
+}
+
+ExitStatus print(std::string_view text) {
+    const auto *bytes = reinterpret_cast<const uint8_t *>(text.data());
+    return write_all(STDOUT_FILENO, {bytes, text.size()}) == 0
+               ? kExitDone
+               : report(kExitAccessFailed, "standard output: %s", std::strerror(errno));
+}
+
+ExitStatus print_help(HelpText help) {
+    for (const char *part : help) {
+        if (const ExitStatus status = print(part); status != kExitDone) {
+            return status;
+        }
+    }
+    return kExitDone;
 }
 
 ExitStatus print_version() {
     char line[kLineSize];
     const int size =
         std::snprintf(line, sizeof line, "%s %s\n", program_invocation_short_name, DIAG_VERSION);
-    return print_text(line, static_cast<size_t>(std::max(size, 0)));
+    return print({line, static_cast<size_t>(std::max(size, 0))});
 }
 
-ExitStatus print_hex(std::span<const uint8_t> bytes) {
+ExitStatus print_hex(std::span<const uint8_t> bytes, size_t item_bytes) {
     while (!bytes.empty()) {
-        const auto row = bytes.first(std::min(bytes.size(), kBytesPerLine));
-        char line[kBytesPerLine * kHexSize + 1];
+        char line[kBytesPerLine * kHexSize];
         char *end = line;
-        for (uint8_t byte : row) {
-            end += std::snprintf(end, kHexSize + 1, "0x%02x ", byte);
+        const auto row = bytes.first(std::min(bytes.size(), kBytesPerLine));
+        for (size_t i = 0; i < row.size(); i += item_bytes) {
+            end = append_item(end, row.subspan(i, item_bytes));
         }
         end[-1] = '\n';
-        if (const ExitStatus status = print_text(line, static_cast<size_t>(end - line));
-            status != kExitDone) {
+        const ExitStatus status = print({line, static_cast<size_t>(end - line)});
+        if (status != kExitDone) {
             return status;
         }
         bytes = bytes.subspan(row.size());

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "diags/exit_status.h"
 
@@ -21,11 +22,19 @@ namespace diag::tools {
 // string begins with ':'.
 ExitStatus refuse_option(int code, char **argv);
 
-ExitStatus print(const char *text);
+// For an option whose value is not `expected`. Of a long value only the start is shown.
+ExitStatus refuse_value(const char *option, std::string_view value, const char *expected);
+
+ExitStatus print(std::string_view text);
+
+// The parts of a help text, in order: what several tools say stands once.
+using HelpText = std::span<const char *const>;
+ExitStatus print_help(HelpText help);
 ExitStatus print_version();
 
-// Bytes as "0x01 0x02", sixteen to a line.
-ExitStatus print_hex(std::span<const uint8_t> bytes);
+// Items of 1, 2, 4 or 8 bytes, least significant byte first in `bytes`, as "0x01 0x02"; sixteen
+// bytes to a line.
+ExitStatus print_hex(std::span<const uint8_t> bytes, size_t item_bytes = 1);
 
 }  // namespace diag::tools
 

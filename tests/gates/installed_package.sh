@@ -28,9 +28,11 @@ cmake --build "$prefix/cmake" >"$prefix/cmake_build.log" ||
   { cat "$prefix/cmake_build.log"; exit 1; }
 "$prefix/cmake/consumer"
 
-for program in diagctl i2ctool nvramtool; do
-  "$prefix/usr/bin/$program" --version >/dev/null || { echo "$program does not start"; exit 1; }
+for program in bin/diagctl bin/gpiotool bin/i2ctool bin/lpctool bin/memtool bin/nvramtool \
+  bin/pcitool libexec/libdiag_util/ipmitool; do
+  "$prefix/usr/$program" --version >/dev/null || { echo "$program does not start"; exit 1; }
 done
+[ ! -e "$prefix/usr/bin/ipmitool" ] || { echo "ipmitool hides the distribution's"; exit 1; }
 
 # shellcheck disable=SC2016 # the backquotes are the README's
 sed -n '/^```c$/,/^```$/{/^```/d;p}' "$tree/README.md" >"$prefix/first_look.c"

@@ -10,42 +10,9 @@
 namespace diag::test {
 namespace {
 
-class I2cToolTest : public ToolFixture {
+class I2cToolTest : public OneToolFixture {
   protected:
-    // Arguments in one line, as the library writes them.
-    ProgramResult run_line(const std::string &line) const {
-        std::vector<std::string> arguments;
-        std::istringstream words(line);
-        for (std::string word; words >> word;) {
-            arguments.push_back(word);
-        }
-        return run("i2ctool", arguments);
-    }
-
-    std::string printed(const std::string &line) const {
-        const ProgramResult result = run_line(line);
-        EXPECT_EQ(result.status, kExitDone) << result.errors;
-        EXPECT_EQ(result.errors, "");
-        return result.output;
-    }
-
-    void written(const std::string &line) const { EXPECT_EQ(printed("--write " + line), ""); }
-
-    // What arrives in the caller's FIFO.
-    Bytes piped(const std::string &line) const {
-        const std::string path = folder_.file("fifo");
-        const OpenFifo fifo(path);
-        EXPECT_EQ(printed("--read --pipe=" + path + " " + line), "");
-        std::filesystem::remove(path);
-        return fifo.read_all();
-    }
-
-    void expect_failure(const std::string &line, int status, const std::string &message) const {
-        const ProgramResult result = run_line(line);
-        EXPECT_EQ(result.status, status) << line;
-        EXPECT_EQ(result.errors, "i2ctool: " + message + "\n") << line;
-        EXPECT_EQ(result.output, "") << line;
-    }
+    I2cToolTest() : OneToolFixture("i2ctool") {}
 };
 
 TEST_F(I2cToolTest, ReadsIntoTheCallersFifo) {
@@ -70,6 +37,11 @@ TEST_F(I2cToolTest, WritesAndReadsBack) {
     written("--bus=/dev/i2c-1 --addr=0x31 --width=8 --reg=0x02 --val=0x5a");
     EXPECT_EQ(board_->read_byte(1, 0x31, 2), 0x5A);
     EXPECT_EQ(piped("--bus=/dev/i2c-1 --addr=0x31 --count=1 --width=8 --reg=0x02"), Bytes{0x5A});
+}
+
+TEST_F(I2cToolTest, TakesTheSpellingsOfTheOtherTools) {
+    EXPECT_EQ(printed("--set --bus=1 --addr=0x31 --reg=2 --val=0x5a"), "");
+    EXPECT_EQ(printed("--get --bus=1 --addr=0x31 --reg=2 --count=1"), "0x5a\n");
 }
 
 TEST_F(I2cToolTest, TakesOptionsInAnyOrder) {
@@ -147,6 +119,8 @@ TEST_F(I2cToolTest, SaysThatThereIsNoBroker) {
     expect_failure("--write --bus=1 --addr=0x31 --width=8 --busbroker_req --reg=0x02 --val=1",
                    kExitNoDevice, message);
     EXPECT_EQ(board_->read_byte(1, 0x31, 2), 0);
+    expect_failure("--write --bus=1 --addr=0x31 --width=8 --busbroker --reg=0x02 --val=1",
+                   kExitNoDevice, "no bus broker is set up: leave --busbroker out");
 }
 
 // The library's text for a flagged write through the broker has no blank after --busbroker_req.
@@ -237,10 +211,7 @@ TEST_F(I2cToolTest, WritesNothingIntoTheFifoWhenTheAccessFails) {
 }
 
 TEST_F(I2cToolTest, ReportsAFullDisk) {
-    const std::string command =
-        "exec " DIAG_TOOLS_DIR "/i2ctool --read --bus=1 --addr=0x31 --count=1 --reg=0 >/dev/full";
-    const ProgramResult result =
-        run_program({"/bin/sh", "-c", command}, {"DIAG_BOARD=" + board_->path()});
+    const ProgramResult result = run_to_full_device("--read --bus=1 --addr=0x31 --count=1 --reg=0");
     EXPECT_EQ(result.status, kExitAccessFailed);
     EXPECT_EQ(result.errors, "i2ctool: standard output: No space left on device\n");
 }
