@@ -16,7 +16,15 @@ struct Ratio {
 };
 
 constexpr Ratio kRatios[] = {
-    {"i2ctool_get / the same tool run, bare", "i2ctool_get", "bare_tool_run", 1.15, true},
+    {"i2ctool_get / the same tool run, bare", "i2ctool_get", "bare_i2ctool_get", 1.15, true},
+    {"gpiotool_get / the same tool run, bare", "gpiotool_get", "bare_gpiotool_get", 1.15, true},
+    {"lpctool_get / the same tool run, bare", "lpctool_get", "bare_lpctool_get", 1.15, true},
+    {"pcitool_get / the same tool run, bare", "pcitool_get", "bare_pcitool_get", 1.15, true},
+    {"memtool_get / the same tool run, bare", "memtool_get", "bare_memtool_get", 1.15, true},
+    {"ipmitool_get / the same tool run, bare", "ipmitool_get", "bare_ipmitool_get", 1.15, true},
+    {"ipmitool2_get / the same tool run, bare", "ipmitool2_get", "bare_ipmitool2_get", 1.15, true},
+    {"ipmii2c_get / the same tool run, bare", "ipmii2c_get", "bare_ipmii2c_get", 1.15, true},
+    {"ipmii2c2_get / the same tool run, bare", "ipmii2c2_get", "bare_ipmii2c2_get", 1.15, true},
     {"the same call through system / i2ctool_get", "tool_run_by_system", "i2ctool_get", 2.0, false},
     {"i2ctool, one read / empty static program", "i2ctool_process", "empty_process", 1.5, true},
     {"diag_print that nothing shows, in ns", "silent_diag_print", "", 10.0, true},

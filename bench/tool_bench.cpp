@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// One register access through i2ctool on the simulated board, against what the system asks for the
-// same work at the least.
+// One register access through each reading call on the simulated board, against what the system
+// asks for the same work at the least.
 #include <benchmark/benchmark.h>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <spawn.h>
 #include <stdexcept>
 #include <string>
@@ -12,6 +13,7 @@
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
+#include <vector>
 
 #include "tool_calls.h"
 
@@ -20,9 +22,6 @@
 namespace {
 
 constexpr char kPipe[] = "/tmp/diag_bench_pipe";
-constexpr char kBus[] = "/dev/i2c-1";
-constexpr unsigned int kDevice = 0x31;  // SYS_CPLD of the example board
-constexpr unsigned int kRegister = 0x00;
 
 // Where the benchmarks' own board runs; it goes with the process.
 class BoardFolder {
@@ -43,36 +42,38 @@ class BoardFolder {
     char path_[32] = "/tmp/diag-bench-board-XXXXXX";
 };
 
-// The tools talk to the example board, and i2ctool is found first.
+// The tools talk to the example board, and ours are found first.
 void use_example_board() {
     static const BoardFolder folder;
     static const std::string state = diag::board::sim::power_up(DIAG_EXAMPLE_BOARD, false);
     setenv("DIAG_BOARD", state.c_str(), 1);
     const std::string tools = std::filesystem::path(DIAG_I2CTOOL).parent_path();
-    setenv("PATH", (tools + ":/usr/bin:/bin").c_str(), 1);
+    const std::string ipmitool = std::filesystem::path(DIAG_IPMITOOL).parent_path();
+    setenv("PATH", (ipmitool + ":" + tools + ":/usr/bin:/bin").c_str(), 1);
 }
 
-bool run(char *const *words) {
-    pid_t pid = 0;
+using Words = std::vector<const char *>;
+
+// The process of the program, or -1.
+pid_t start(const Words &words, const posix_spawn_file_actions_t *actions) {
+    Words arguments = words;
+    arguments.push_back(nullptr);
+    pid_t pid = -1;
+    const int error = posix_spawn(&pid, words[0], actions, nullptr,
+                                  const_cast<char *const *>(arguments.data()), environ);
+    return error == 0 ? pid : -1;
+}
+
+bool ends_well(pid_t pid) {
     int status = 0;
-    return posix_spawn(&pid, words[0], nullptr, nullptr, words, environ) == 0 &&
-           waitpid(pid, &status, 0) == pid && status == 0;
+    return pid != -1 && waitpid(pid, &status, 0) == pid && status == 0;
 }
 
-char *word(const char *text) {
-    return const_cast<char *>(text);
+bool run(const Words &words) {
+    return ends_well(start(words, nullptr));
 }
 
-// The tool with the arguments that i2ctool_get gives it.
-bool run_tool() {
-    char *const words[] = {
-        word(DIAG_I2CTOOL),  word("--read"),     word("--bus=/dev/i2c-1"),
-        word("--addr=0x31"), word("--count=1"),  word("--pipe=/tmp/diag_bench_pipe"),
-        word("--width=8"),   word("--reg=0x00"), nullptr};
-    return run(words);
-}
-
-// The FIFO around it, as bare as can be.
+// A tool that answers through a FIFO, with nothing around it but that.
 template <typename Run>
 bool read_with_fifo(Run run_it) {
     uint8_t value = 0;
@@ -84,6 +85,94 @@ bool read_with_fifo(Run run_it) {
     close(fd);
     unlink(kPipe);
     return done;
+}
+
+bool run_with_fifo(const Words &words) {
+    return read_with_fifo([&words] { return run(words); });
+}
+
+// One that prints its answer.
+bool run_with_output(const Words &words) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return false;
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    const pid_t pid = start(words, &actions);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+    char text[256];
+    while (read(ends[0], text, sizeof text) > 0) {
+    }
+    close(ends[0]);
+    return ends_well(pid);
+}
+
+// A reading call, and the tool run that it cannot do without.
+struct Reading {
+    const char *name;
+    uint32_t (*call)(uint8_t *result);
+    Words words;
+    bool (*run_bare)(const Words &words);
+};
+
+constexpr char kFifoOption[] = "--pipe=/tmp/diag_bench_pipe";
+
+// On the I/O carrier of the examples.
+const Reading kReadings[] = {
+    {"i2ctool_get",
+     [](uint8_t *result) {
+         return i2ctool_get("/dev/i2c-5", 0x74, 0, &reg8_data8, 1, kPipe, result);
+     },
+     {DIAG_I2CTOOL, "--read", "--bus=/dev/i2c-5", "--addr=0x74", "--count=1", kFifoOption,
+      "--width=8", "--reg=0x00"},
+     run_with_fifo},
+    {"gpiotool_get",
+     [](uint8_t *result) { return gpiotool_get(0, 17, kPipe, result); },
+     {DIAG_GPIOTOOL, "--get", "--chip=0", "--pin=17", kFifoOption},
+     run_with_fifo},
+    {"lpctool_get",
+     [](uint8_t *result) { return lpctool_get(0x300, 1, 'b', kPipe, result); },
+     {DIAG_LPCTOOL, "--get", "--addr=0x00000300", "--size=b", "--count=1", kFifoOption},
+     run_with_fifo},
+    {"pcitool_get",
+     [](uint8_t *result) { return pcitool_get(3, 0, 0, 0, result, kPipe, 2, 16); },
+     {DIAG_PCITOOL, "--get", "--bus=3", "--dev=0", "--func=0", "--offset=0x00", kFifoOption,
+      "--count=2", "--width=16"},
+     run_with_fifo},
+    {"memtool_get",
+     [](uint8_t *result) { return memtool_get(0x80000000, 1, 32, kPipe, false, result); },
+     {DIAG_MEMTOOL, "--get", "--addr=0x80000000", "--count=1", "--width=32", kFifoOption},
+     run_with_fifo},
+    {"ipmitool_get",
+     [](uint8_t *result) {
+         return ipmitool_get("bmc-3", 0x2e, 0, &reg8_data8, 1, nullptr, result);
+     },
+     {DIAG_IPMITOOL, "raw", "0x38", "0x2", "0x3", "0x2e", "0x0", "0x1"},
+     run_with_output},
+    {"ipmitool2_get",
+     [](uint8_t *result) {
+         const uint8_t request[] = {3, 0x2e, 0, 1};
+         return ipmitool2_get(0x38, 0x02, sizeof request, request, 1, result);
+     },
+     {DIAG_IPMITOOL, "raw", "0x38", "0x02", "0x03", "0x2e", "0x00", "0x01"},
+     run_with_output},
+    {"ipmii2c_get",
+     [](uint8_t *result) { return ipmii2c_get("bmc-3", 0x2e, 0, &reg8_data8, 1, nullptr, result); },
+     {DIAG_IPMITOOL, "raw", "0x3a", "0x01", "0x03", "0x2e", "0x01", "0x00"},
+     run_with_output},
+    {"ipmii2c2_get",
+     [](uint8_t *result) {
+         return ipmii2c2_get("bmc-3", 0x2e, 0, &reg8_data8, 1, nullptr, result);
+     },
+     {DIAG_IPMITOOL, "raw", "0x3a", "0x01", "0x03", "0x2e", "0x01", "0x00"},
+     run_with_output},
+};
+
+const Reading &i2c_reading() {
+    return kReadings[0];
 }
 
 template <typename Work>
@@ -98,24 +187,24 @@ void repeat(benchmark::State &state, Work work) {
     }
 }
 
-void i2ctool_get(benchmark::State &state) {
-    repeat(state, [] {
-        uint8_t value = 0;
-        return ::i2ctool_get(kBus, kDevice, kRegister, &reg8_data8, 1, kPipe, &value) == 0;
+void reading_call(benchmark::State &state, const Reading &reading) {
+    repeat(state, [&reading] {
+        uint8_t value[256];
+        return reading.call(value) == 0;
     });
 }
 
-void bare_tool_run(benchmark::State &state) {
-    repeat(state, [] { return read_with_fifo(run_tool); });
+void bare_tool_run(benchmark::State &state, const Reading &reading) {
+    repeat(state, [&reading] { return reading.run_bare(reading.words); });
 }
 
 void tool_run_by_system(benchmark::State &state) {
-    repeat(state, [] {
-        return read_with_fifo([] {
-            return std::system(
-                       "i2ctool --read --bus=/dev/i2c-1 --addr=0x31 --count=1 "
-                       "--pipe=/tmp/diag_bench_pipe --width=8 --reg=0x00") == 0;
-        });
+    std::string command = "i2ctool";
+    for (size_t i = 1; i < i2c_reading().words.size(); i++) {
+        command = command + " " + i2c_reading().words[i];
+    }
+    repeat(state, [&command] {
+        return read_with_fifo([&command] { return std::system(command.c_str()) == 0; });
     });
 }
 
@@ -126,7 +215,7 @@ void i2ctool_process(benchmark::State &state) {
     const int fd = open(kPipe, O_RDWR | O_NONBLOCK | O_CLOEXEC);
     for ([[maybe_unused]] auto round : state) {
         uint8_t value = 0;
-        if (!run_tool() || read(fd, &value, 1) != 1) {
+        if (!run(i2c_reading().words) || read(fd, &value, 1) != 1) {
             state.SkipWithError("the access failed");
             break;
         }
@@ -136,14 +225,25 @@ void i2ctool_process(benchmark::State &state) {
 }
 
 void empty_process(benchmark::State &state) {
-    char *const words[] = {word(DIAG_EMPTY_PROGRAM), nullptr};
-    repeat(state, [&words] { return run(words); });
+    repeat(state, [] { return run({DIAG_EMPTY_PROGRAM}); });
 }
 
-BENCHMARK(i2ctool_get)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(bare_tool_run)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(tool_run_by_system)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(i2ctool_process)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(empty_process)->Unit(benchmark::kMicrosecond)->UseRealTime();
+void use_real_time(benchmark::internal::Benchmark *benchmark) {
+    benchmark->Unit(benchmark::kMicrosecond)->UseRealTime();
+}
+
+BENCHMARK(tool_run_by_system)->Apply(use_real_time);
+BENCHMARK(i2ctool_process)->Apply(use_real_time);
+BENCHMARK(empty_process)->Apply(use_real_time);
+
+[[maybe_unused]] const bool kReadingsAreRegistered = [] {
+    for (const Reading &reading : kReadings) {
+        const std::string name = reading.name;
+        use_real_time(benchmark::RegisterBenchmark(name.c_str(), reading_call, std::cref(reading)));
+        use_real_time(benchmark::RegisterBenchmark(("bare_" + name).c_str(), bare_tool_run,
+                                                   std::cref(reading)));
+    }
+    return true;
+}();
 
 }  // namespace
