@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "diag_types.h"
+
 #include "diags/common/src/lib/command_line.h"
 #include "diags/common/src/lib/fifo.h"
 
@@ -41,6 +43,23 @@ class FifoReading {
     const ReadingTexts &texts_;
     Fifo fifo_;
 };
+
+// A whole reading call: `build(command)` makes, and may log, the command line. 0; DIAG_E_FAIL when
+// there is no FIFO; else as FifoReading::run.
+template <typename Build>
+uint32_t read_through_fifo(const char *function, const ReadingTexts &texts, const char *pipe_path,
+                           int wanted, uint8_t *result, Build build) {
+    if (is_dry_run(result)) {
+        return 0;
+    }
+    FifoReading reading(function, texts, pipe_path);
+    if (!reading.is_ready()) {
+        return DIAG_E_FAIL;
+    }
+    CommandLine command;
+    build(command);
+    return reading.run(command, wanted, result);
+}
 
 }  // namespace diag
 

@@ -15,16 +15,10 @@ constexpr diag::ReadingTexts kTexts = {"GPIO", "GPIO", false, "GPIO"};
 }  // namespace
 
 uint32_t gpiotool_get(int chip, int pin, const char *pipe_path, uint8_t *result) {
-    if (diag::is_dry_run(result)) {
-        return 0;
-    }
-    diag::FifoReading reading(__func__, kTexts, pipe_path);
-    if (!reading.is_ready()) {
-        return DIAG_E_FAIL;
-    }
-    diag::CommandLine command;
-    command.append("%s --get --chip=%d --pin=%d --pipe=%s", kTool, chip, pin, pipe_path);
-    return reading.run(command, 1, result);
+    return diag::read_through_fifo(
+        __func__, kTexts, pipe_path, 1, result, [&](diag::CommandLine &command) {
+            command.append("%s --get --chip=%d --pin=%d --pipe=%s", kTool, chip, pin, pipe_path);
+        });
 }
 
 uint32_t gpiotool_set(unsigned int chip, unsigned int pin, const uint8_t *value,

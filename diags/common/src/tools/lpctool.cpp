@@ -16,18 +16,13 @@ constexpr diag::ReadingTexts kTexts = {"LPC", "LPC", false, "LPC"};
 
 uint32_t lpctool_get(unsigned int address, int count, char size, const char *pipe_path,
                      uint8_t *result) {
-    if (diag::is_dry_run(result)) {
-        return 0;
-    }
-    diag::FifoReading reading(__func__, kTexts, pipe_path);
-    if (!reading.is_ready()) {
-        return DIAG_E_FAIL;
-    }
-    diag::CommandLine command;
-    command.append("%s --get --addr=0x%08x --size=%c --count=%d --pipe=%s", kTool, address, size,
-                   count, pipe_path);
-    const uint32_t status = reading.run(command, count, result);
-    return status == 0 || status == DIAG_E_NOMEM ? status : LPC_E_ACCES;
+    const uint32_t status = diag::read_through_fifo(
+        __func__, kTexts, pipe_path, count, result, [&](diag::CommandLine &command) {
+            command.append("%s --get --addr=0x%08x --size=%c --count=%d --pipe=%s", kTool, address,
+                           size, count, pipe_path);
+        });
+    const bool has_tool_failed = status != 0 && status != DIAG_E_FAIL && status != DIAG_E_NOMEM;
+    return has_tool_failed ? LPC_E_ACCES : status;
 }
 
 uint32_t lpctool_set(unsigned int address, const uint8_t *data, unsigned int count, char size,

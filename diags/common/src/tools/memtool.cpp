@@ -99,19 +99,14 @@ bool fits(const CommandLine &head, const char *values, size_t length) {
 
 uint32_t memtool_get(unsigned int address, unsigned int count, unsigned int width,
                      const char *pipe_path, bool big_endian, uint8_t *result) {
-    if (diag::is_dry_run(result)) {
-        return 0;
-    }
-    diag::FifoReading reading(__func__, kTexts, pipe_path);
-    if (!reading.is_ready()) {
-        return DIAG_E_FAIL;
-    }
-    CommandLine command;
-    command.append("%s --get --addr=0x%08x --count=%d --width=%d --pipe=%s%s", kTool, address,
-                   static_cast<int>(count), static_cast<int>(width), pipe_path,
-                   big_endian ? " --be" : "");
-    diag_print(1, "Calling %s\n", command.text());
-    return reading.run(command, static_cast<int>(width * count) / 8, result);
+    return diag::read_through_fifo(
+        __func__, kTexts, pipe_path, static_cast<int>(width * count) / 8, result,
+        [&](CommandLine &command) {
+            command.append("%s --get --addr=0x%08x --count=%d --width=%d --pipe=%s%s", kTool,
+                           address, static_cast<int>(count), static_cast<int>(width), pipe_path,
+                           big_endian ? " --be" : "");
+            diag_print(1, "Calling %s\n", command.text());
+        });
 }
 
 uint32_t memtool_set(unsigned int address, int width, const void *data, unsigned int count,

@@ -16,20 +16,15 @@ constexpr diag::ReadingTexts kTexts = {"PCI", "PCI", true, nullptr};
 // Bus, device and function are decimal here and hexadecimal in a write; the tool takes both.
 uint32_t pcitool_get(int bus, int device, int function, unsigned int offset, uint8_t *result,
                      const char *pipe_path, unsigned int count, int width) {
-    if (diag::is_dry_run(result)) {
-        return 0;
-    }
-    diag::FifoReading reading(__func__, kTexts, pipe_path);
-    if (!reading.is_ready()) {
-        return DIAG_E_FAIL;
-    }
     const auto wanted = static_cast<int>(count);
-    diag::CommandLine command;
-    command.append(
-        "%s --get --bus=%d --dev=%d --func=%d --offset=0x%02x --pipe=%s --count=%d --width=%d",
-        kTool, bus, device, function, offset, pipe_path, wanted, width);
-    diag_print(1, "pcitool_get: %s\n", command.text());
-    return reading.run(command, wanted, result);
+    return diag::read_through_fifo(
+        __func__, kTexts, pipe_path, wanted, result, [&](diag::CommandLine &command) {
+            command.append(
+                "%s --get --bus=%d --dev=%d --func=%d --offset=0x%02x --pipe=%s --count=%d "
+                "--width=%d",
+                kTool, bus, device, function, offset, pipe_path, wanted, width);
+            diag_print(1, "pcitool_get: %s\n", command.text());
+        });
 }
 
 uint32_t pcitool_set(unsigned int bus, unsigned int device, unsigned int function,
