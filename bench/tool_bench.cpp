@@ -201,7 +201,7 @@ void bare_tool_run(benchmark::State &state, const Reading &reading) {
 void tool_run_by_system(benchmark::State &state) {
     std::string command = "i2ctool";
     for (size_t i = 1; i < i2c_reading().words.size(); i++) {
-        command = command + " " + i2c_reading().words[i];
+        command.append(" ").append(i2c_reading().words[i]);
     }
     repeat(state, [&command] {
         return read_with_fifo([&command] { return std::system(command.c_str()) == 0; });

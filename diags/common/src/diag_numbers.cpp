@@ -8,18 +8,18 @@
 namespace {
 
 constexpr uint32_t kNotADigit = 0x86018021U;
-constexpr int8_t kEndOfNumber = -1;
-constexpr int8_t kPassedOver = -2;
+constexpr int16_t kEndOfNumber = -1;
+constexpr int16_t kPassedOver = -2;
 
 // The value of each character as a digit, or one of the two marks above.
-constexpr std::array<int8_t, 256> kDigits = [] {
-    std::array<int8_t, 256> digits{};
+constexpr std::array<int16_t, 256> kDigits = [] {
+    std::array<int16_t, 256> digits{};
     digits.fill(kEndOfNumber);
     for (int i = 0; i < 10; i++) {
-        digits['0' + i] = static_cast<int8_t>(i);
+        digits['0' + i] = static_cast<int16_t>(i);
     }
     for (int i = 0; i < 6; i++) {
-        digits['a' + i] = digits['A' + i] = static_cast<int8_t>(10 + i);
+        digits['a' + i] = digits['A' + i] = static_cast<int16_t>(10 + i);
     }
     digits['x'] = digits[' '] = kPassedOver;
     return digits;
