@@ -13,10 +13,17 @@ diag_add_test(common_core_test
 diag_add_test(common_lib_test
     SOURCES
         lib/command_line_test.cpp lib/field_readers_test.cpp lib/fields_test.cpp lib/fifo_test.cpp
-        lib/memory_test.cpp lib/spawn_test.cpp lib/tool_output_test.cpp lib/unique_fd_test.cpp
+        lib/memory_test.cpp lib/spawn_reading_test.cpp lib/spawn_test.cpp
+        lib/tool_output_test.cpp lib/tool_output_text_test.cpp lib/unique_fd_test.cpp
         lib/xml_test.cpp
     LIBS common_test_helpers)
 
 diag_add_test(common_tools_test
-    SOURCES tools/i2ctool_test.cpp tools/i2ctool_write_test.cpp tools/nvramtool_test.cpp
+    SOURCES
+        tools/background_test.cpp tools/fifo_reading_test.cpp tools/gpiotool_test.cpp
+        tools/i2ctool_test.cpp tools/i2ctool_write_test.cpp tools/ipmi_text_test.cpp
+        tools/ipmii2c_test.cpp tools/ipmii2c_write_test.cpp tools/ipmitool2_test.cpp
+        tools/ipmitool_test.cpp tools/ipmitool_write_test.cpp tools/lpctool_test.cpp
+        tools/memtool_test.cpp tools/memtool_write_test.cpp tools/nvramtool_test.cpp
+        tools/pcitool_test.cpp
     LIBS common_test_helpers)

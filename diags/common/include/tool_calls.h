@@ -116,7 +116,8 @@ DIAG_API uint32_t ipmitool_set(const char *bus_path, unsigned int dev_addr, unsi
  * `response` has to hold `response_length` bytes and all of them are stored when a response came:
  * what the first line that the tool prints does not hold (a line has 16 bytes) becomes 0. An empty
  * response is a success that stores nothing. 0; or -1 when the tool printed nothing although
- * `response_length` is not 0, or printed something else than a response. A dry run sends the
+ * `response_length` is not 0, printed a response although it is negative, or something else than a
+ * response. A dry run sends the
  * request and shows its command line as an error message; nothing printed is then a success. */
 DIAG_API uint32_t ipmitool2_get(unsigned int net_fn, unsigned int command,
                                 unsigned int request_length, const uint8_t *request,
@@ -131,7 +132,7 @@ DIAG_API uint32_t ipmitool2_set(unsigned int net_fn, unsigned int command,
  * All `count` items are stored: those that the tool did not print are 0. Of an item of 16 bits only
  * the byte that is printed second is stored, at result[2 * i]; the bytes between stay as they were,
  * so `result` has 2 * count - 1 bytes. `pipe_path` is not used.
- *   0             something was printed, or `count` is 0
+ *   0             bytes were printed; or nothing at all, and `count` is 0
  *   DIAG_E_INVAL  the bus path names no bus
  *   -1            `info` is null or unusable, `result` is null (ipmii2c_get tells, ipmii2c2_get
  *                 does not look), nothing was printed, or something else than bytes

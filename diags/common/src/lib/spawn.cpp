@@ -140,13 +140,14 @@ class FileActions {
     FileActions(const FileActions &) = delete;
     FileActions &operator=(const FileActions &) = delete;
 
-    // False when there is no memory for it.
+    // False when there is no memory for it. The output first: where standard descriptors are
+    // closed, its end may be the one that is silenced.
     bool add(int silenced_fd, int output_fd) {
-        const bool silenced =
-            silenced_fd == kNoFd ||
-            posix_spawn_file_actions_addopen(&actions_, silenced_fd, "/dev/null", O_WRONLY, 0) == 0;
-        return silenced && (output_fd == kNoFd || posix_spawn_file_actions_adddup2(
-                                                      &actions_, output_fd, STDOUT_FILENO) == 0);
+        const bool has_output = output_fd == kNoFd || posix_spawn_file_actions_adddup2(
+                                                          &actions_, output_fd, STDOUT_FILENO) == 0;
+        return has_output &&
+               (silenced_fd == kNoFd || posix_spawn_file_actions_addopen(
+                                            &actions_, silenced_fd, "/dev/null", O_WRONLY, 0) == 0);
     }
     const posix_spawn_file_actions_t *get() const { return &actions_; }
 
@@ -235,6 +236,7 @@ struct Reading {
     int fd = kNoFd;
     UniqueFd program_end;
     ToolOutput *output = nullptr;
+    bool program_ran = false;
 };
 
 int run(const char *command, Reading &reading) {
@@ -247,6 +249,7 @@ int run(const char *command, Reading &reading) {
     if (failed != 0) {
         return failed;
     }
+    reading.program_ran = true;
     reading.program_end = UniqueFd();
     if (reading.output != nullptr) {
         drain_until_exit(pid, reading.fd, *reading.output);
@@ -275,7 +278,9 @@ bool run_reading_output(const char *command, ToolOutput &output) {
     Reading reading{our_end.get(), UniqueFd(ends[1]), &output};
     // Only our end: the program is to block when it writes faster than we read.
     fcntl(our_end.get(), F_SETFL, O_NONBLOCK);
-    return run(command, reading) != kNoProcess;
+    const int status = run(command, reading);
+    // A process that ignores its children is not told how they end; what they printed is there.
+    return reading.program_ran || status != kNoProcess;
 }
 
 }  // namespace diag

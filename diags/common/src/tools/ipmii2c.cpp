@@ -63,22 +63,13 @@ bool take_width(const char *function, const reg_info &info, Transfer *transfer) 
     return true;
 }
 
-// A register number of two bytes goes out high byte first.
-bool take_number(const char *function, const Target &target, Transfer *transfer) {
-    switch (target.info->addr_mode) {
-        case DIAG_ADDR_MODE_REG8:
-            transfer->number_bytes = 1;
-            transfer->number = target.number;
-            return true;
-        case DIAG_ADDR_MODE_REG16:
-            transfer->number_bytes = 2;
-            transfer->number = byte_swap(target.number, 16);
-            return true;
-        default:
-            DIAG_ERROR_IN(function, "Invalid Addressing mode %d\n",
-                          static_cast<int>(target.info->addr_mode));
-            return false;
+bool take_number_width(const char *function, const reg_info &info, Transfer *transfer) {
+    if (info.addr_mode > DIAG_ADDR_MODE_REG16) {
+        DIAG_ERROR_IN(function, "Invalid Addressing mode %d\n", static_cast<int>(info.addr_mode));
+        return false;
     }
+    transfer->number_bytes = info.addr_mode == DIAG_ADDR_MODE_REG16 ? 2 : 1;
+    return true;
 }
 
 bool take_bus(const char *function, const char *bus_path, Transfer *transfer) {
@@ -96,11 +87,17 @@ bool take_bus(const char *function, const char *bus_path, Transfer *transfer) {
 
 // 0 and the transfer, or the status of the first check that fails.
 uint32_t check(const char *function, const Target &target, Transfer *transfer) {
-    if (!take_width(function, *target.info, transfer) || !take_number(function, target, transfer)) {
+    if (!take_width(function, *target.info, transfer) ||
+        !take_number_width(function, *target.info, transfer)) {
         return kRefused;
     }
+    if (!take_bus(function, target.bus_path, transfer)) {
+        return DIAG_E_INVAL;
+    }
     transfer->device = target.device & 0xFF;
-    return take_bus(function, target.bus_path, transfer) ? 0 : DIAG_E_INVAL;
+    // A register number of two bytes goes out high byte first.
+    transfer->number = transfer->number_bytes == 2 ? byte_swap(target.number, 16) : target.number;
+    return 0;
 }
 
 bool is_given(const char *function, const reg_info *info) {

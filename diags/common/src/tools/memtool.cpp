@@ -52,10 +52,10 @@ const Width *find_width(int bits) {
 // memory, or when no memory could be that large.
 diag::Owned<char> allocate_values(int width, int64_t count) {
     const int64_t size = (int64_t{width} / 8 * 2 + 3) * count + 1;
-    if (size < 1 || size > INT_MAX) {
+    if (size < 0 || size > INT_MAX) {
         return nullptr;
     }
-    return diag::Owned<char>(static_cast<char *>(std::calloc(1, static_cast<size_t>(size))));
+    return diag::Owned<char>(static_cast<char *>(std::calloc(1, static_cast<size_t>(size) + 1)));
 }
 
 // Items separated by commas; answers the length of the text.
