@@ -223,7 +223,8 @@ DIAG_API device_node *allocate_device_node(device_tree *element);
  * of the register read last, or a named value of the bit field read last. Fields of a line are
  * separated by "|". 0; DIAG_E_NOMEM; DIAG_E_INVAL for another kind of line, or for a "B" or "I"
  * line before there is anything to attach it to; -1 when a read-only field covers bit 0 of a
- * testable read/write register whose mask has that bit. What was read so far stays. */
+ * testable read/write register whose mask has that bit. What was read so far stays. A caller that
+ * has freed a tree passes an "R" line before any "B" or "I" line. */
 DIAG_API uint32_t parse_reg_config(char *line, device_node *node, int is_xml,
                                    struct _xmlNode *xml_reg);
 

@@ -114,7 +114,11 @@ off_t LineReader::position() const {
 }
 
 bool LineReader::go_to(off_t position) {
-    if (position < 0 || lseek(fd_.get(), position, SEEK_SET) == -1) {
+    if (position < 0) {
+        errno = ESPIPE;
+        return false;
+    }
+    if (lseek(fd_.get(), position, SEEK_SET) == -1) {
         return false;
     }
     read_to_ = position;

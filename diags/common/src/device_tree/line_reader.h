@@ -35,7 +35,8 @@ class LineReader {
     // 0, or DIAG_E_FAIL with the errno of the read that failed.
     uint32_t status() const { return status_; }
 
-    // Where the next line begins, -1 where a file has no positions; and going back there.
+    // Where the next line begins, -1 where a file has no positions; and going back there, false
+    // with errno set.
     off_t position() const;
     bool go_to(off_t position);
 

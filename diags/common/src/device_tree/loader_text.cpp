@@ -66,9 +66,10 @@ class TextLoad {
             ends_ = {};
             return node_ != nullptr ? 0 : kBadChip;
         }
-        errno = 0;  // an old error must not be taken for this line's
-        if (read_register_line(*node_, ends_, line) != 0) {
-            return DIAG_E_FAIL | (static_cast<uint32_t>(errno) & 0xFFFF);
+        const uint32_t status = read_register_line(*node_, ends_, line);
+        if (status != 0) {
+            // Out of memory or a bad line: errno itself may be that of a message on its way out.
+            return DIAG_E_FAIL | (status == DIAG_E_NOMEM ? ENOMEM : 0U);
         }
         return 0;
     }

@@ -228,12 +228,12 @@ class OptionalModules {
         if (node == nullptr) {
             return DIAG_E_INVAL;
         }
+        set_muxes(node->mux_list);
+        diag_print(1, "Reading I2C device 0x%lx reg 0x%x\n", node->address, card_id_register_);
         const CardBus *bus = find_card_bus(node->bus_type);
         if (bus == nullptr) {
             return refuse("Interface not supported yet\n");
         }
-        set_muxes(node->mux_list);
-        diag_print(1, "Reading I2C device 0x%lx reg 0x%x\n", node->address, card_id_register_);
         CardAccess card{{},
                         static_cast<unsigned>(node->address & 0xFF),
                         card_id_register_ & 0xFFFF,
