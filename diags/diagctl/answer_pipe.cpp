@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "diags/diagctl/cli_error.h"
+#include "diags/diagctl/signals_blocked.h"
 
 namespace diag::diagctl {
 namespace {
@@ -34,25 +35,11 @@ const char *parent_folder() {
     return is_usable(chosen) ? chosen : kUsualFolder;
 }
 
-// A signal between the making of the folder and the note that it is there would leave it behind.
-class SignalsBlocked {
-  public:
-    SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        sigprocmask(SIG_BLOCK, &all, &saved_);
-    }
-    ~SignalsBlocked() { sigprocmask(SIG_SETMASK, &saved_, nullptr); }
-    SignalsBlocked(const SignalsBlocked &) = delete;
-    SignalsBlocked &operator=(const SignalsBlocked &) = delete;
-
-  private:
-    sigset_t saved_;
-};
-
 }  // namespace
 
 AnswerPipe::AnswerPipe() {
+    // A signal between the making of the folder and the note that it is there would leave it
+    // behind.
     const SignalsBlocked blocked;
     const char *parent = parent_folder();
     std::snprintf(folder_path, sizeof folder_path, "%s%s", parent, kFolderTemplate);

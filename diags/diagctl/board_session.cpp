@@ -29,12 +29,17 @@ std::string power_up(const Options &options) {
 
 }  // namespace
 
-void start_board(const Options &options) {
-    if (options.board.empty()) {
+void BoardSession::start() {
+    if (options_.board.empty() || is_started_) {
         return;
     }
-    setenv(kBoardVariable, power_up(options).c_str(), 1);
-    put_own_folder_on_path();
+    setenv(kBoardVariable, power_up(options_).c_str(), 1);
+    put_board_folders_on_path();
+    is_started_ = true;
+}
+
+ModuleSearch module_search(const Options &options, BoardSession &board) {
+    return {!options.dry_run, [&board] { board.start(); }};
 }
 
 }  // namespace diag::diagctl

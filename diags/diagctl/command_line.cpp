@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <string_view>
 #include <vector>
 
@@ -19,7 +20,10 @@
 namespace diag::diagctl {
 namespace {
 
-constexpr const char kFileHelp[] = "Device description, XML form";
+constexpr const char kFileHelp[] = "Device description, XML or text form";
+
+// The forms that a description can be converted to.
+constexpr std::string_view kForms[] = {"text"};
 
 constexpr const char kMainFooter[] =
     "Examples:\n"
@@ -54,6 +58,12 @@ constexpr const char kWriteFooter[] =
     "  diagctl write router.xml SYSCPLD.SCRATCH 0x5a\n"
     "  diagctl write router.xml SYSCPLD.CTRL.LED blink\n"
     "  diagctl write --dry-run router.xml SYSCPLD.CTRL.LED 0b10";
+
+constexpr const char kConvertFooter[] =
+    "A warning names what of a chip the text form does not carry.\n"
+    "Examples:\n"
+    "  diagctl convert router.xml --to text\n"
+    "  diagctl convert router.xml --to text --output router.txt";
 
 constexpr const char kRunFooter[] =
     "diagctl --board BOARDFILE run -- COMMAND [ARG...]\n"
@@ -100,6 +110,15 @@ void describe_write(CLI::App &command, Options &options) {
     add_json(command, options);
 }
 
+void describe_convert(CLI::App &command, Options &options) {
+    add_file(command, options);
+    command.add_option("--to", options.form, "Form to convert to: text")
+        ->type_name("FORM")
+        ->required();
+    command.add_option("-o,--output", options.output, "File to write instead of standard output")
+        ->type_name("OUTPUT");
+}
+
 // Its words stand behind "--" and are none of the parser's.
 void describe_run(CLI::App &, Options &) {}
 
@@ -111,12 +130,14 @@ struct Command {
     Outcome (*run)(const Options &options);
 };
 
-constexpr std::array<Command, 5> kCommands{{
+constexpr std::array<Command, 6> kCommands{{
     {"tree", "Draw the chips with their buses and muxes", kTreeFooter, describe_tree, run_tree},
     {"regs", "List the registers of a chip", kRegsFooter, describe_regs, run_regs},
     {"read", "Read registers and decode their fields", kReadFooter, describe_read, run_read},
     {"write", "Write a register or a field and read it back", kWriteFooter, describe_write,
      run_write},
+    {"convert", "Write a description in another form", kConvertFooter, describe_convert,
+     run_convert},
     {"run", "Run a program whose tools work on the simulated board", kRunFooter, describe_run,
      run_run},
 }};
@@ -194,7 +215,22 @@ void take_program(const Outline &outline, int argc, char **argv, Options &option
     options.program.assign(argv + outline.end_of_options + 1, argv + argc);
 }
 
+void require_consistent_conversion(const Options &options) {
+    if (std::find(std::begin(kForms), std::end(kForms), options.form) == std::end(kForms)) {
+        fail(kExitUsage,
+             "convert knows no form \"{}\", it is one of {}; see diagctl convert --help",
+             one_line(options.form),
+             join(std::vector<std::string>(std::begin(kForms), std::end(kForms)), ", "));
+    }
+    if (options.json) {
+        fail(kExitUsage, "convert has no --json: what is printed is the description");
+    }
+}
+
 void require_consistent(const CommandLine &line) {
+    if (line.command == "convert") {
+        require_consistent_conversion(line.options);
+    }
     if (line.command != "run") {
         return;
     }

@@ -78,7 +78,7 @@ std::vector<RegisterReading> read_all(const Chip &chip, const ReadPlan &plan, in
     RegisterAccess access(verbosity);
     access.select(chip);
     for (const reg_def *reg : plan.registers) {
-        readings.emplace_back(*reg, chip.node->reg_le != 0, access.read(chip, *reg));
+        readings.emplace_back(*reg, access.read(chip, *reg));
     }
     return readings;
 }
@@ -114,16 +114,20 @@ std::string read_json(const Target &target, const std::string &file,
 }  // namespace
 
 Outcome run_read(const Options &options) {
-    const Description description(options.file, options.verbosity);
+    BoardSession board(options);
+    const Description description(options.file, options.verbosity, module_search(options, board));
     const Target target = find_target(description, options.target);
     require_fields(target);
     const ReadPlan plan = plan_reading(target);
-    start_board(options);
+    board.start();
     const auto readings = read_all(*target.chip, plan, options.verbosity);
     Outcome outcome;
     outcome.data = options.json ? read_json(target, description.path(), readings, plan)
                                 : read_text(target, readings);
-    outcome.remarks = remarks_on(target, plan);
+    outcome.remarks = description.remarks();
+    for (std::string &remark : remarks_on(target, plan)) {
+        outcome.remarks.push_back(std::move(remark));
+    }
     return outcome;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
+#include "diags/diagctl/board_session.h"
 #include "diags/diagctl/commands.h"
 #include "diags/diagctl/description.h"
 #include "diags/diagctl/json_view.h"
@@ -67,9 +68,11 @@ std::string regs_json(const Description &description, const Chip &chip) {
 }  // namespace
 
 Outcome run_regs(const Options &options) {
-    const Description description(options.file, options.verbosity);
+    BoardSession board(options);
+    const Description description(options.file, options.verbosity, module_search(options, board));
     const Chip &chip = find_chip(description, options.target);
     Outcome outcome;
+    outcome.remarks = description.remarks();
     outcome.data = options.json ? regs_json(description, chip) : regs_text(chip, options.bits);
     return outcome;
 }

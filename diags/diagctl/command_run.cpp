@@ -15,7 +15,7 @@ namespace diag::diagctl {
 // The program takes the place of this one, so its exit status and the signals that it gets are its
 // own.
 Outcome run_run(const Options &options) {
-    start_board(options);
+    BoardSession(options).start();
     std::vector<std::string> words = options.program;
     std::vector<char *> arguments;
     arguments.reserve(words.size() + 1);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "diags/diagctl/board_session.h"
 #include "diags/diagctl/commands.h"
 #include "diags/diagctl/description.h"
 #include "diags/diagctl/json_view.h"
@@ -23,8 +24,10 @@ std::string tree_json(const Description &description) {
 }  // namespace
 
 Outcome run_tree(const Options &options) {
-    const Description description(options.file, options.verbosity);
+    BoardSession board(options);
+    const Description description(options.file, options.verbosity, module_search(options, board));
     Outcome outcome;
+    outcome.remarks = description.remarks();
     outcome.data = options.json ? tree_json(description)
                                 : draw_tree(chip_tree(description.chips()), line_style_of_locale());
     return outcome;

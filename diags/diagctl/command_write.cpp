@@ -30,8 +30,7 @@ void require_writable(const Target &target) {
 }
 
 std::uint32_t read_value(RegisterAccess &access, const Target &target) {
-    const bool little_endian = target.chip->node->reg_le != 0;
-    return value_of_bytes(*target.reg, little_endian, access.read(*target.chip, *target.reg));
+    return value_of_bytes(access.read(*target.chip, *target.reg));
 }
 
 WriteResult carry_out(const WritePlan &plan, int verbosity) {
@@ -52,15 +51,22 @@ WriteResult carry_out(const WritePlan &plan, int verbosity) {
 }  // namespace
 
 Outcome run_write(const Options &options) {
-    const Description description(options.file, options.verbosity);
+    BoardSession board(options);
+    const Description description(options.file, options.verbosity, module_search(options, board));
     const Target target = find_target(description, options.target);
     require_writable(target);
     const WritePlan plan = plan_write(target, parse_value(target, options.value));
+    Outcome outcome;
     if (options.dry_run) {
-        return report_dry_run(plan, description.path(), options.json);
+        outcome = report_dry_run(plan, description.path(), options.json);
+    } else {
+        board.start();
+        outcome = report_write(plan, carry_out(plan, options.verbosity), description.path(),
+                               options.json);
     }
-    start_board(options);
-    return report_write(plan, carry_out(plan, options.verbosity), description.path(), options.json);
+    outcome.remarks.insert(outcome.remarks.begin(), description.remarks().begin(),
+                           description.remarks().end());
+    return outcome;
 }
 
 }  // namespace diag::diagctl

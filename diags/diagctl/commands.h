@@ -11,6 +11,7 @@ Outcome run_tree(const Options &options);
 Outcome run_regs(const Options &options);
 Outcome run_read(const Options &options);
 Outcome run_write(const Options &options);
+Outcome run_convert(const Options &options);
 [[noreturn]] Outcome run_run(const Options &options);  // becomes the program
 
 }  // namespace diag::diagctl

@@ -8,14 +8,9 @@
 namespace diag::diagctl {
 namespace {
 
-bool is_word_item(const reg_def &reg) {
-    return reg.size == 16;
-}
-
 // Where byte `i` of `count` stands in the value, in bits.
-unsigned shift_of(const reg_def &reg, bool little_endian, std::size_t i, std::size_t count) {
-    const bool low_first = little_endian || is_word_item(reg);
-    return static_cast<unsigned>(8 * (low_first ? i : count - 1 - i));
+unsigned shift_of(ByteOrder order, std::size_t i, std::size_t count) {
+    return static_cast<unsigned>(8 * (order == ByteOrder::kLowFirst ? i : count - 1 - i));
 }
 
 }  // namespace
@@ -47,22 +42,19 @@ std::size_t register_bytes(const reg_def &reg) {
     return static_cast<std::size_t>(reg.size / 8) * reg.length;
 }
 
-std::uint32_t value_of_bytes(const reg_def &reg, bool little_endian,
-                             std::span<const std::uint8_t> bytes) {
-    const std::size_t count = std::min<std::size_t>(bytes.size(), 4);
+std::uint32_t value_of_bytes(const RegisterBytes &answer) {
+    const std::size_t count = std::min<std::size_t>(answer.bytes.size(), 4);
     std::uint32_t value = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        value |= std::uint32_t{bytes[i]} << shift_of(reg, little_endian, i, count);
+        value |= std::uint32_t{answer.bytes[i]} << shift_of(answer.order, i, count);
     }
     return value;
 }
 
-std::vector<std::uint8_t> bytes_of_value(const reg_def &reg, bool little_endian,
-                                         std::uint32_t value) {
-    const std::size_t count = reg.size / 8;
+std::vector<std::uint8_t> bytes_of_value(std::uint32_t value, std::size_t count, ByteOrder order) {
     std::vector<std::uint8_t> bytes;
     for (std::size_t i = 0; i < count; ++i) {
-        bytes.push_back(static_cast<std::uint8_t>(value >> shift_of(reg, little_endian, i, count)));
+        bytes.push_back(static_cast<std::uint8_t>(value >> shift_of(order, i, count)));
     }
     return bytes;
 }

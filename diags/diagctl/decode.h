@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -27,13 +26,17 @@ std::uint32_t insert(const Field &field, std::uint32_t register_value, std::uint
 // Bytes that a register of one unit takes, or all units of a longer one.
 std::size_t register_bytes(const reg_def &reg);
 
-// How the bytes of a register stand in a tool's answer and in what a tool is told to write. Items
-// of 16 bits are in host order; wider values travel byte by byte, most significant first unless the
-// chip's registers are little-endian.
-std::uint32_t value_of_bytes(const reg_def &reg, bool little_endian,
-                             std::span<const std::uint8_t> bytes);
-std::vector<std::uint8_t> bytes_of_value(const reg_def &reg, bool little_endian,
-                                         std::uint32_t value);
+// How the bytes of a value stand in a tool's answer and in what a tool is told to write.
+enum class ByteOrder : std::uint8_t { kLowFirst, kHighFirst };
+
+// What a register has answered.
+struct RegisterBytes {
+    std::vector<std::uint8_t> bytes;
+    ByteOrder order;
+};
+
+std::uint32_t value_of_bytes(const RegisterBytes &answer);  // of the first four at most
+std::vector<std::uint8_t> bytes_of_value(std::uint32_t value, std::size_t count, ByteOrder order);
 
 // ---- fields ----
 

@@ -1,26 +1,24 @@
 // SPDX-License-Identifier: MIT
 #include "diags/diagctl/description.h"
 
-#include <array>
-#include <cerrno>
 #include <cstdint>
-#include <cstring>
-#include <fcntl.h>
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string_view>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include "diags/description/form.h"
 #include "diags/description/free_device_tree.h"
 #include "diags/diagctl/captured_output.h"
 #include "diags/diagctl/cli_error.h"
 #include "diags/diagctl/description_check.h"
+#include "diags/diagctl/description_file.h"
+#include "diags/diagctl/interruption.h"
 #include "diags/diagctl/library_call.h"
+#include "diags/diagctl/shared_pipes.h"
 #include "diags/diagctl/text.h"
+#include "diags/diagctl/text_description_check.h"
 
 namespace diag::diagctl {
 namespace {
@@ -29,47 +27,6 @@ struct DocumentDeleter {
     void operator()(xmlDoc *doc) const { xmlFreeDoc(doc); }
 };
 using Document = std::unique_ptr<xmlDoc, DocumentDeleter>;
-
-class ReadOnlyFile {
-  public:
-    explicit ReadOnlyFile(const std::string &path) : fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-        if (fd_ < 0) {
-            fail(kExitBadDescription, "{}: {}", path, std::strerror(errno));
-        }
-    }
-    ~ReadOnlyFile() { close(fd_); }
-    ReadOnlyFile(const ReadOnlyFile &) = delete;
-    ReadOnlyFile &operator=(const ReadOnlyFile &) = delete;
-    int fd() const { return fd_; }
-
-  private:
-    int fd_;
-};
-
-void require_xml_file(const std::string &path) {
-    // A pipe would lose what is looked at here, so only a regular file is opened.
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        fail(kExitBadDescription, "{}: {}", path, std::strerror(errno));
-    }
-    if (S_ISDIR(status.st_mode)) {
-        fail(kExitBadDescription, "{}: {}", path, std::strerror(EISDIR));
-    }
-    if (!S_ISREG(status.st_mode)) {
-        return;
-    }
-    const ReadOnlyFile file(path);
-    std::array<char, 512> start{};
-    const ssize_t got = read(file.fd(), start.data(), start.size());
-    if (got < 0) {
-        fail(kExitBadDescription, "{}: {}", path, std::strerror(errno));
-    }
-    const std::string_view text(start.data(), static_cast<std::size_t>(got));
-    if (description::form_of(text) != description::Form::kXml) {
-        fail(kExitBadDescription, "{}: only the XML form of a description can be read so far",
-             path);
-    }
-}
 
 // The parser reports one mistake several times over; only the first report names its place.
 class FirstXmlError {
@@ -97,12 +54,32 @@ class FirstXmlError {
     std::string message_;
 };
 
+struct LoadedText {
+    std::uint32_t status = 0;
+    std::string messages;  // of the library
+};
+
+LoadedText load_lines(const std::string &path, device_tree &head, int verbosity) {
+    LoadedText loaded;
+    std::uint8_t has_busbroker = 0;
+    loaded.messages = call_library(verbosity, verbosity, [&] {
+                          loaded.status = load_device_tree(path.c_str(), &head, 0, nullptr,
+                                                           &has_busbroker, nullptr, nullptr);
+                      }).library;
+    return loaded;
+}
+
 }  // namespace
 
-Description::Description(const std::string &path, int verbosity) : path_(path) {
-    require_xml_file(path_);
+Description::Description(const std::string &path, int verbosity, const ModuleSearch &search)
+    : path_(path) {
+    const DescriptionFile file = read_description_file(path_);
     try {
-        load(verbosity);
+        if (file.form == description::Form::kXml) {
+            load_xml(verbosity);
+        } else {
+            load_text(file.text, verbosity, search);
+        }
         name_chips();
     } catch (...) {
         description::free_device_tree(head_);
@@ -114,7 +91,7 @@ Description::~Description() {
     description::free_device_tree(head_);
 }
 
-void Description::load(int verbosity) {
+void Description::load_xml(int verbosity) {
     std::uint8_t has_busbroker = 0;
     std::uint8_t has_opticstool = 0;
     socket_cfg socket{};
@@ -137,6 +114,54 @@ void Description::load(int verbosity) {
     if (status != 0) {
         fail(kExitBadDescription, "{}: {}", path_,
              library_error(said.library, "the description cannot be loaded"));
+    }
+}
+
+void Description::load_text(const std::string &text, int verbosity, const ModuleSearch &search) {
+    const TextDescriptionFacts facts = check_text_description(text);
+    if (facts.error) {
+        fail(kExitBadDescription, "{}:{}: {}", path_, facts.error->line, facts.error->message);
+    }
+    has_modules_ = facts.has_modules;
+    if (has_modules_ && search.allowed) {
+        load_with_modules(verbosity, search);
+        return;
+    }
+    // Nothing of the header is needed then.
+    const MemoryFile devices(without_header(text));
+    const LoadedText loaded = load_lines(devices.path(), head_, verbosity);
+    if (loaded.status != 0) {
+        fail(kExitBadDescription, "{}: {}", path_,
+             library_error(loaded.messages, "the description cannot be loaded"));
+    }
+    if (has_modules_) {
+        remarks_.push_back(path_ + ": optional modules are not looked for in a dry run");
+    }
+}
+
+void Description::load_with_modules(int verbosity, const ModuleSearch &search) {
+    if (search.prepare) {
+        search.prepare();
+    }
+    const SharedPipesTurn turn;
+    InterruptWatch watch;
+    const LoadedText loaded = load_lines(path_, head_, verbosity);
+    if (watch.interrupted()) {
+        fail(kExitInterrupted, "interrupted");
+    }
+    note_modules(loaded.status, loaded.messages, verbosity);
+}
+
+// The lines have been checked, so what has failed is the search: everything else has been loaded.
+void Description::note_modules(std::uint32_t status, const std::string &library, int verbosity) {
+    constexpr std::string_view kSilentCard = "IOM Slot ";
+    for (const std::string &line : lines_starting(library, kSilentCard)) {
+        remarks_.push_back(fmt::format("{}: {}", path_, line));
+    }
+    if (status != 0) {
+        // With more messages, the last one may be about something else.
+        remarks_.push_back(fmt::format("{}: optional modules could not be read: {}", path_,
+                                       verbosity == 0 ? last_line(library) : "see the messages"));
     }
 }
 

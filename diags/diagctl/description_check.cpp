@@ -138,11 +138,6 @@ Finding for_each_named(const xmlNode *first, std::string_view tag, Check check) 
     return std::nullopt;
 }
 
-std::string named(std::string_view kind, const std::string &name, const std::string &otherwise) {
-    return name.empty() ? fmt::format("{} {}", kind, otherwise)
-                        : fmt::format("{} \"{}\"", kind, name);
-}
-
 Finding check_bit_range(const xmlNode *element, const std::string &where, int register_bits) {
     const std::string text = one_line(text_of(element));
     const auto range = parse_bit_range(text);

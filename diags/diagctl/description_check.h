@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the library passes over in a description, so that its user learns of it.
+// What the library passes over in the XML form of a description, so that its user learns of it.
 #ifndef DIAGS_DIAGCTL_DESCRIPTION_CHECK_H
 #define DIAGS_DIAGCTL_DESCRIPTION_CHECK_H
 

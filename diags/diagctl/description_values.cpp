@@ -96,6 +96,11 @@ Complaint check_mux_bus(std::string_view text) {
     return text.find_first_of(kBlanks) != text.npos ? "contains a blank" : Complaint();
 }
 
+std::string named(std::string_view kind, const std::string &name, const std::string &otherwise) {
+    return name.empty() ? fmt::format("{} {}", kind, otherwise)
+                        : fmt::format("{} \"{}\"", kind, name);
+}
+
 bool is_blank(const char *text) {
     return text == nullptr ||
            std::string_view(text).find_first_not_of(kBlanks) == std::string_view::npos;

@@ -26,6 +26,9 @@ Complaint check_mux_bus(std::string_view text);
 // stands behind it.
 std::optional<long> parse_c_number(std::string_view text);
 
+// chip "PUMP"; or `kind` and `otherwise` when there is no name.
+std::string named(std::string_view kind, const std::string &name, const std::string &otherwise);
+
 // Whether there is nothing to read; also for null.
 bool is_blank(const char *text);
 

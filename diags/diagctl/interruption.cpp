@@ -9,6 +9,7 @@
 
 #include "diags/diagctl/answer_pipe.h"
 #include "diags/diagctl/captured_output.h"
+#include "diags/diagctl/shared_pipes.h"
 #include "diags/exit_status.h"
 
 // Defined in a program that is built with a sanitizer: its report, too, must not end in a capture.
@@ -21,6 +22,7 @@ namespace {
 void end_interrupted(int) {
     constexpr char kLine[] = "diagctl: interrupted\n";
     remove_answer_pipe();
+    remove_shared_pipes();
     [[maybe_unused]] const ssize_t told = write(real_standard_error(), kLine, sizeof kLine - 1);
     _exit(kExitInterrupted);
 }
@@ -28,6 +30,7 @@ void end_interrupted(int) {
 void clean_up_dying_process() {
     relay_captured_output();
     remove_answer_pipe();
+    remove_shared_pipes();
 }
 
 // The signal is blocked in its handler, and its own action is back: what is raised here ends the

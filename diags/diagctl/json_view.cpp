@@ -101,8 +101,11 @@ Json json_of(const device_node &node, const reg_def &reg) {
     json["default_hex"] = hex(reg.def_val, reg.size);
     json["mask"] = reg.mask;
     json["mask_hex"] = hex(reg.mask, reg.size);
+    json["version"] = text_or_null(reg.version);
     json["testable"] = reg.testable != 0;
     json["validate"] = reg.validate != 0;
+    json["test_data"] = reg.test_data;
+    json["test_description"] = text_or_null(reg.test_desc);
     json["test_roles"] = Json::array();
     for (const TestRole &role : test_roles(node, reg)) {
         json["test_roles"].push_back(role.json_name);

@@ -54,8 +54,17 @@ std::string library_error(std::string_view library, std::string_view otherwise);
 // How many bytes the tool of a reading call has delivered; nothing when the call does not say.
 std::optional<int> delivered_bytes(std::string_view library);
 
-// The command lines of a dry run, in order.
-std::vector<std::string> dry_run_commands(std::string_view library, std::string_view tool);
+// How many bytes ipmii2c_get() has been given, which it tells by showing the answer.
+std::optional<int> printed_bytes(std::string_view library);
+
+// The command lines of `tool` that the library has run, or would run in a dry run, in order.
+std::vector<std::string> command_lines(std::string_view library, std::string_view tool);
+
+// The lines that begin with `start`, without control characters.
+std::vector<std::string> lines_starting(std::string_view text, std::string_view start);
+
+// The last line that is not blank, without control characters.
+std::string last_line(std::string_view text);
 
 // The first line that is not blank, without control characters.
 std::string first_line(std::string_view text);

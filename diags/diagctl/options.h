@@ -21,6 +21,8 @@ struct Options {
     std::string value;   // write
     bool bits = false;   // regs
     bool dry_run = false;
+    std::string form;                  // convert: what to convert to
+    std::string output;                // convert: file to write; empty: standard output
     std::vector<std::string> program;  // run
 };
 

@@ -11,6 +11,10 @@
 
 #include "diags/diagctl/cli_error.h"
 
+#ifndef DIAGCTL_BOARD_TOOLS_FOLDER
+#error "DIAGCTL_BOARD_TOOLS_FOLDER is to be defined by the build"
+#endif
+
 namespace diag::diagctl {
 namespace {
 
@@ -31,6 +35,12 @@ std::string own_folder() {
     }
     const std::string_view file(path.data(), static_cast<std::size_t>(length));
     return std::string(file.substr(0, file.rfind('/')));
+}
+
+// A build tree has the tools below, an installation where it has programs that other programs run.
+std::string board_tools_folder(const std::string &own) {
+    const std::string built = own + "/sim";
+    return access(built.c_str(), X_OK) == 0 ? built : own + "/" DIAGCTL_BOARD_TOOLS_FOLDER;
 }
 
 }  // namespace
@@ -55,8 +65,9 @@ ProgramSearch find_program(std::string_view program) {
     return result;
 }
 
-void put_own_folder_on_path() {
-    const std::string path = own_folder() + ":" + std::string(search_path());
+void put_board_folders_on_path() {
+    const std::string own = own_folder();
+    const std::string path = own + ":" + board_tools_folder(own) + ":" + std::string(search_path());
     setenv("PATH", path.c_str(), 1);
 }
 

@@ -12,8 +12,10 @@ namespace diag::diagctl {
 enum class ProgramSearch { kMissing, kNotExecutable, kFound };
 ProgramSearch find_program(std::string_view program);
 
-// Puts the folder that this program runs from in front of PATH: the tools lie beside it.
-void put_own_folder_on_path();
+// Puts the folder that this program runs from in front of PATH, as the tools lie beside it, and
+// behind it the folder of those tools that have the name of a distribution's program and so must
+// not be found by everybody.
+void put_board_folders_on_path();
 
 }  // namespace diag::diagctl
 

@@ -37,11 +37,10 @@ Json bytes_json(const std::vector<std::uint8_t> &bytes) {
 
 }  // namespace
 
-RegisterReading::RegisterReading(const reg_def &reg_read, bool little_endian,
-                                 std::vector<std::uint8_t> bytes_read)
-    : reg(&reg_read),
-      bytes(std::move(bytes_read)),
-      value(reg_read.length == 1 ? value_of_bytes(reg_read, little_endian, bytes) : 0) {}
+RegisterReading::RegisterReading(const reg_def &reg_read, RegisterBytes answer)
+    : reg(&reg_read), value(reg_read.length == 1 ? value_of_bytes(answer) : 0) {
+    bytes = std::move(answer.bytes);
+}
 
 std::string register_text(const Chip &chip, const RegisterReading &reading) {
     const reg_def &reg = *reading.reg;

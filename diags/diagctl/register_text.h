@@ -9,6 +9,7 @@
 
 #include "device_tree.h"
 
+#include "diags/diagctl/decode.h"
 #include "diags/diagctl/description.h"
 #include "diags/diagctl/json_view.h"
 #include "diags/diagctl/lookup.h"
@@ -16,8 +17,7 @@
 namespace diag::diagctl {
 
 struct RegisterReading {
-    RegisterReading(const reg_def &reg_read, bool little_endian,
-                    std::vector<std::uint8_t> bytes_read);
+    RegisterReading(const reg_def &reg_read, RegisterBytes answer);
 
     const reg_def *reg;
     std::vector<std::uint8_t> bytes;  // as the tool has delivered them

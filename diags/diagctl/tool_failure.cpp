@@ -70,17 +70,41 @@ ToolFailure exit_failure(const char *tool, int exit_status, const CapturedText &
     return {status, fmt::format("{} ended with status {} and said nothing", tool, exit_status)};
 }
 
+bool is_failure_of_library(std::uint32_t status) {
+    return status == DIAG_E_FAIL || status == DIAG_E_NOMEM;
+}
+
+ToolFailure library_failure(const CapturedText &said) {
+    return {kExitAccessFailed, library_error(said.library, "the library refuses the access")};
+}
+
+// The library hides some messages of a tool. Its user can bring them back.
+std::string silence_text(const char *tool, const CapturedText &said) {
+    const std::vector<std::string> commands = command_lines(said.library, tool);
+    const std::size_t redirection =
+        commands.empty() ? std::string::npos : commands.back().find(" 2>");
+    if (redirection == std::string::npos) {
+        return fmt::format("{} failed and said nothing", tool);
+    }
+    return fmt::format("{} failed, and its message is hidden; it was run as {}", tool,
+                       commands.back().substr(0, redirection));
+}
+
 }  // namespace
 
 ToolFailure read_failure(const char *tool, std::uint32_t status, const CapturedText &said) {
-    if (status == kRefused || status == DIAG_E_FAIL || status == DIAG_E_NOMEM) {
-        return {kExitAccessFailed, library_error(said.library, "the library refuses the access")};
+    if (status == kRefused || is_failure_of_library(status)) {
+        return library_failure(said);
     }
     const int wait_status = static_cast<int>(status);
     if (WIFSIGNALED(wait_status)) {
         return signal_failure(tool, WTERMSIG(wait_status));
     }
     return exit_failure(tool, WEXITSTATUS(wait_status), said);
+}
+
+ToolFailure silent_read_failure(const char *tool, std::uint32_t status, const CapturedText &said) {
+    return is_failure_of_library(status) ? library_failure(said) : write_failure(tool, said);
 }
 
 ToolFailure write_failure(const char *tool, const CapturedText &said) {
@@ -91,7 +115,7 @@ ToolFailure write_failure(const char *tool, const CapturedText &said) {
     if (auto failure = start_failure(tool)) {
         return *failure;
     }
-    return {kExitAccessFailed, fmt::format("{} failed and said nothing", tool)};
+    return {kExitAccessFailed, silence_text(tool, said)};
 }
 
 }  // namespace diag::diagctl

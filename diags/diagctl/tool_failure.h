@@ -19,6 +19,9 @@ struct ToolFailure {
 // Of a reading call, which hands on how its tool has ended.
 ToolFailure read_failure(const char *tool, std::uint32_t status, const CapturedText &said);
 
+// Of a reading call that keeps to itself how its tool has ended.
+ToolFailure silent_read_failure(const char *tool, std::uint32_t status, const CapturedText &said);
+
 // Of a writing call, which tells no more than that it failed.
 ToolFailure write_failure(const char *tool, const CapturedText &said);
 

@@ -53,6 +53,11 @@ std::string bus_name(const device_node &node) {
             return fmt::format("/dev/i2c-{}", node.bus_no);
         case DIAG_BUS_BMC:
             return fmt::format("bmc-{}", node.bus_no);
+        case DIAG_BUS_PCI:
+            return node.pci_dev < 0 || node.pci_func < 0
+                       ? bus_kind_name(node.bus_type)
+                       : fmt::format("pci {:02x}:{:02x}.{:x}", node.bus_no, node.pci_dev,
+                                     node.pci_func);
         case DIAG_BUS_MTD:
             return fmt::format("mtd-{}", node.bus_no);
         default:

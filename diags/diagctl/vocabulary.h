@@ -15,7 +15,8 @@ const char *chip_type_name(std::int32_t chip_type);  // "CPLD" ..., "other"
 const char *bus_kind_name(std::int32_t bus_type);    // "i2c" ..., "unknown"
 const char *access_name(std::int32_t access);        // "RO" ..., "?" for a kind nobody knows
 
-// The bus as a tool program is told: "/dev/i2c-3", "bmc-1", "lpc".
+// The bus as a tool program is told: "/dev/i2c-3", "bmc-1", "lpc"; with the function of a chip on
+// PCI: "pci 03:00.0".
 std::string bus_name(const device_node &node);
 
 // The test roles that `reg` has on its chip, in the order of the roles.

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "diags/diagctl/write_report.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 #include <vector>
 
 #include "diags/diagctl/access_rules.h"
 #include "diags/diagctl/decode.h"
 #include "diags/diagctl/json_view.h"
-#include "diags/diagctl/register_access.h"
+#include "diags/diagctl/preview.h"
+#include "diags/diagctl/register_route.h"
 #include "diags/diagctl/vocabulary.h"
 
 namespace diag::diagctl {
@@ -95,46 +98,38 @@ std::string write_json(const WritePlan &plan, const WriteResult &result, const s
 
 // ---- dry run ----
 
-struct Step {
-    const char *action;
-    std::string text;
-    bool is_command;  // the text is the exact command line of a tool
-};
+void append(std::vector<PreviewStep> &steps, std::vector<PreviewStep> more) {
+    std::move(more.begin(), more.end(), std::back_inserter(steps));
+}
 
-std::vector<Step> dry_run_steps(const WritePlan &plan) {
+std::vector<PreviewStep> dry_run_steps(const WritePlan &plan) {
     const Target &target = plan.target;
-    const RegisterRoute route(*target.chip, *target.reg);
-    std::vector<Step> steps;
-    for (std::string &command : preview_select(*target.chip)) {
-        steps.push_back({"select", std::move(command), true});
-    }
+    const std::string what = make_route(*target.chip, *target.reg)->text();
+    std::vector<PreviewStep> steps = preview_select(*target.chip);
     if (target.field) {
         const std::uint32_t mask = field_mask(*target.field);
-        steps.push_back({"read", route.text(), false});
+        steps.push_back({"read", what, false});
         steps.push_back(
             {"write",
              fmt::format("that value with bits {} changed to {}", register_hex(plan, mask),
                          register_hex(plan, insert(*target.field, 0, plan.value))),
              false});
     } else {
-        for (std::string &command : preview_write(*target.chip, *target.reg, plan.value)) {
-            steps.push_back({"write", std::move(command), true});
-        }
+        append(steps, preview_write(*target.chip, *target.reg, plan.value));
     }
     if (plan.compared_bits != 0) {
-        steps.push_back(
-            {"compare",
-             fmt::format("{}, bits {}", route.text(), register_hex(plan, plan.compared_bits)),
-             false});
+        steps.push_back({"compare",
+                         fmt::format("{}, bits {}", what, register_hex(plan, plan.compared_bits)),
+                         false});
     }
     return steps;
 }
 
-std::string dry_run_json(const WritePlan &plan, const std::vector<Step> &steps,
+std::string dry_run_json(const WritePlan &plan, const std::vector<PreviewStep> &steps,
                          const std::string &file) {
     Json document = write_document(plan, file, true);
     document["steps"] = Json::array();
-    for (const Step &step : steps) {
+    for (const PreviewStep &step : steps) {
         Json json;
         json["action"] = step.action;
         json[step.is_command ? "command_line" : "text"] = step.text;
@@ -143,9 +138,9 @@ std::string dry_run_json(const WritePlan &plan, const std::vector<Step> &steps,
     return json_text(document);
 }
 
-std::string dry_run_text(const std::vector<Step> &steps) {
+std::string dry_run_text(const std::vector<PreviewStep> &steps) {
     std::string text;
-    for (const Step &step : steps) {
+    for (const PreviewStep &step : steps) {
         text += step.is_command ? fmt::format("would run {}\n", step.text)
                                 : fmt::format("would {} {}\n", step.action, step.text);
     }
@@ -172,7 +167,7 @@ Outcome report_write(const WritePlan &plan, const WriteResult &result, const std
 }
 
 Outcome report_dry_run(const WritePlan &plan, const std::string &file, bool json) {
-    const std::vector<Step> steps = dry_run_steps(plan);
+    const std::vector<PreviewStep> steps = dry_run_steps(plan);
     Outcome outcome;
     outcome.data = json ? dry_run_json(plan, steps, file) : dry_run_text(steps);
     return outcome;

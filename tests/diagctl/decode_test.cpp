@@ -8,13 +8,6 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-reg_def register_of_bits(std::uint32_t bits) {
-    reg_def reg{};
-    reg.size = bits;
-    reg.length = 1;
-    return reg;
-}
-
 TEST(BitMask, CoversTheBitsIncludingBothEnds) {
     EXPECT_EQ(bit_mask(0, 0), 1U);
     EXPECT_EQ(bit_mask(4, 7), 0xF0U);
@@ -38,25 +31,21 @@ TEST(Fields, AreTakenOutOfAValueAndPutIntoOne) {
     EXPECT_EQ(insert(whole, 0, 0xDEADBEEF), 0xDEADBEEFU);
 }
 
-TEST(ValueOfBytes, TakesWideRegistersMostSignificantByteFirst) {
+TEST(ValueOfBytes, TakesTheBytesInTheirOrder) {
     const Bytes bytes{0x12, 0x34, 0x56, 0x78};
-    EXPECT_EQ(value_of_bytes(register_of_bits(32), false, bytes), 0x12345678U);
-    EXPECT_EQ(value_of_bytes(register_of_bits(32), true, bytes), 0x78563412U);
-}
-
-TEST(ValueOfBytes, TakesItemsOf16BitsInHostOrder) {
-    const Bytes bytes{0x34, 0x12};
-    EXPECT_EQ(value_of_bytes(register_of_bits(16), false, bytes), 0x1234U);
-    EXPECT_EQ(value_of_bytes(register_of_bits(16), true, bytes), 0x1234U);
+    EXPECT_EQ(value_of_bytes({bytes, ByteOrder::kHighFirst}), 0x12345678U);
+    EXPECT_EQ(value_of_bytes({bytes, ByteOrder::kLowFirst}), 0x78563412U);
+    EXPECT_EQ(value_of_bytes({{0x34, 0x12}, ByteOrder::kLowFirst}), 0x1234U);
+    EXPECT_EQ(value_of_bytes({{0x12, 0x34}, ByteOrder::kHighFirst}), 0x1234U);
+    EXPECT_EQ(value_of_bytes({{0xA5}, ByteOrder::kHighFirst}), 0xA5U);
 }
 
 TEST(BytesOfValue, AreWhatValueOfBytesReads) {
-    EXPECT_EQ(bytes_of_value(register_of_bits(8), false, 0xA5), Bytes{0xA5});
-    EXPECT_EQ(bytes_of_value(register_of_bits(16), false, 0x1234), (Bytes{0x34, 0x12}));
-    EXPECT_EQ(bytes_of_value(register_of_bits(32), false, 0x12345678),
+    EXPECT_EQ(bytes_of_value(0xA5, 1, ByteOrder::kLowFirst), Bytes{0xA5});
+    EXPECT_EQ(bytes_of_value(0x1234, 2, ByteOrder::kLowFirst), (Bytes{0x34, 0x12}));
+    EXPECT_EQ(bytes_of_value(0x12345678, 4, ByteOrder::kHighFirst),
               (Bytes{0x12, 0x34, 0x56, 0x78}));
-    EXPECT_EQ(bytes_of_value(register_of_bits(32), true, 0x12345678),
-              (Bytes{0x78, 0x56, 0x34, 0x12}));
+    EXPECT_EQ(bytes_of_value(0x12345678, 4, ByteOrder::kLowFirst), (Bytes{0x78, 0x56, 0x34, 0x12}));
 }
 
 class Decoding : public ::testing::Test {

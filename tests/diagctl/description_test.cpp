@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "diags/diagctl/description.h"
 
-#include <filesystem>
-
 #include "tests/diagctl/diagctl_test.h"
 
 namespace diag::diagctl {
@@ -89,7 +87,6 @@ constexpr Verdict kVerdicts[] = {
      ":5: Opening and ending tag mismatch: chip-type line 5 and chip-name"},
     {"bad_truncated.xml", ":6: Premature end of data in tag chip line 4"},
     {"bad_empty.xml", ":1: Document is empty"},
-    {"bad_text_form.txt", ": only the XML form of a description can be read so far"},
 };
 
 class BadDescription : public ::testing::TestWithParam<Verdict> {};
@@ -107,22 +104,12 @@ INSTANTIATE_TEST_SUITE_P(OfEachKind, BadDescription, ::testing::ValuesIn(kVerdic
                              return file.substr(0, file.find('.'));
                          });
 
-std::vector<std::string> files_with_verdict(const std::string &start) {
-    std::vector<std::string> files;
-    for (const auto &entry : std::filesystem::directory_iterator(test::diagctl_data(""))) {
-        if (entry.path().filename().string().rfind(start, 0) == 0) {
-            files.push_back(entry.path().filename());
-        }
-    }
-    return files;
-}
-
 TEST(Descriptions, OfBadVerdictAreAllInTheTable) {
-    EXPECT_EQ(files_with_verdict("bad_").size(), std::size(kVerdicts));
+    EXPECT_EQ(test::files_with_verdict("bad_", ".xml").size(), std::size(kVerdicts));
 }
 
 TEST(Descriptions, OfGoodVerdictAreLoaded) {
-    const auto files = files_with_verdict("good_");
+    const auto files = test::files_with_verdict("good_", ".xml");
     EXPECT_FALSE(files.empty());
     for (const std::string &file : files) {
         EXPECT_NO_THROW(Description(test::diagctl_data(file), 0)) << file;

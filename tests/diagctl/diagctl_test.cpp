@@ -2,12 +2,25 @@
 #include "tests/diagctl/diagctl_test.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 
 namespace diag::test {
 
 std::string diagctl_data(const std::string &name) {
     return DIAG_SOURCE_DIR "/tests/data/diagctl/" + name;
+}
+
+std::vector<std::string> files_with_verdict(const std::string &start,
+                                            const std::string &extension) {
+    std::vector<std::string> files;
+    for (const auto &entry : std::filesystem::directory_iterator(diagctl_data(""))) {
+        const std::string name = entry.path().filename();
+        if (name.starts_with(start) && entry.path().extension() == extension) {
+            files.push_back(name);
+        }
+    }
+    return files;
 }
 
 std::string example_board(const std::string &name) {

@@ -20,6 +20,8 @@ namespace diag::test {
 
 // A file of tests/data/diagctl.
 std::string diagctl_data(const std::string &name);
+// The files of tests/data/diagctl whose names begin and end so.
+std::vector<std::string> files_with_verdict(const std::string &start, const std::string &extension);
 // A file of examples/boards.
 std::string example_board(const std::string &name);
 
@@ -64,6 +66,7 @@ class DiagctlTest : public ::testing::Test {
     const std::string &example() const { return example_; }
     bool left_nothing_behind() const { return temporary_.is_empty(); }
     const TemporaryFolder &temporary() const { return temporary_; }
+    const TemporaryFolder &boards() const { return boards_; }  // states of simulated boards
 
     static std::string program();
 

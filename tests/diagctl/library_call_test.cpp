@@ -42,8 +42,39 @@ TEST(DeliveredBytes, AreReadFromTheMessage) {
     EXPECT_EQ(delivered_bytes("no number bytes read from the fifo\n"), std::nullopt);
 }
 
-TEST(DryRunCommands, AreTheToolsCommandLinesInOrder) {
-    const auto commands = dry_run_commands(
+TEST(PrintedBytes, AreCountedInTheAnswerThatTheLibraryShows) {
+    const std::string start = "ipmii2c_get: ipmitool raw 0x3a 0x01 0x02\nipmii2c_get:[";
+    EXPECT_EQ(printed_bytes(start + " 12 34\n]\n"), 2);
+    EXPECT_EQ(printed_bytes(start + " 00 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f\n 10\n]"),
+              17);
+    EXPECT_EQ(printed_bytes(start + " 12]\n"), 1);
+    EXPECT_EQ(printed_bytes(start + "\n]\n"), 0);
+    EXPECT_EQ(printed_bytes(start + " 12 no 34\n]\n"), 1);
+    EXPECT_EQ(printed_bytes("ipmii2c_get: ipmitool raw\n"), std::nullopt);
+}
+
+TEST(CommandLines, AreFoundHoweverTheLibraryShowsThem) {
+    EXPECT_EQ(command_lines("Setting GPIO Mux 0x1\nCalling gpiotool --set --chip=1\n", "gpiotool"),
+              std::vector<std::string>{"gpiotool --set --chip=1"});
+    EXPECT_EQ(command_lines("ipmitool_set: ipmitool raw 0x38 > /dev/null\nERROR: ipmitool_set[3]: "
+                            "ERROR: shell command(ipmitool raw 0x38 > /dev/null) failed\n",
+                            "ipmitool"),
+              std::vector<std::string>{"ipmitool raw 0x38 > /dev/null"});
+    EXPECT_EQ(command_lines("pcitool --write\n", "pcitool"),
+              std::vector<std::string>{"pcitool --write"});
+    EXPECT_TRUE(command_lines("ipmitool_set: ipmitool raw\n", "i2ctool").empty());
+}
+
+TEST(LinesStarting, AndTheLastLineAreCleanedOfControlCharacters) {
+    const std::string said = "first\n\n IOM Slot 2 present \nIOM Slot 3 present\nlast \n\n";
+    EXPECT_EQ(lines_starting(said, "IOM Slot"),
+              (std::vector<std::string>{"IOM Slot 2 present", "IOM Slot 3 present"}));
+    EXPECT_EQ(last_line(said), "last");
+    EXPECT_EQ(last_line(""), "");
+}
+
+TEST(CommandLines, OfADryRunAreInOrder) {
+    const auto commands = command_lines(
         "ERROR: i2ctool_set[7]: ERROR: i2ctool --write --val=0x01\nother\n"
         "ERROR: i2ctool_set[7]: ERROR: i2ctool --write --val=0x02\n",
         "i2ctool");

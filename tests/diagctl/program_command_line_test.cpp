@@ -8,7 +8,7 @@ namespace {
 using CommandLine = DiagctlTest;
 
 TEST_F(CommandLine, HelpHasExamplesForEveryCommand) {
-    for (const char *command : {"tree", "regs", "read", "write", "run"}) {
+    for (const char *command : {"tree", "regs", "read", "write", "convert", "run"}) {
         const ProgramResult result = diagctl({command, "--help"});
         EXPECT_EQ(result.status, 0);
         EXPECT_NE(result.output.find("Example"), std::string::npos) << command;
@@ -39,6 +39,13 @@ TEST_F(CommandLine, ThatCannotBeUsedEndsWithStatus2AndOneLine) {
         {"read", "a.xml"},
         {"write", "a.xml", "CHIP.REG"},
         {"write", "a.xml", "CHIP.REG", "1", "2"},
+        {"convert", "a.xml"},
+        {"convert", "a.xml", "--to"},
+        {"convert", "--to", "text"},
+        {"convert", "a.xml", "b.xml", "--to", "text"},
+        {"convert", "a.xml", "--to", "text", "--output"},
+        {"convert", "a.xml", "--to", "xml"},
+        {"convert", "a.xml", "--to", "text", "--json"},
         {"--fresh", "tree", "a.xml"},
         {"--board"},
         {"run", "--", "true"},

@@ -103,14 +103,19 @@ TEST_F(Failing, NamesTheMuxThatDoesNotAnswer) {
            "mux 2 of 2 (/dev/i2c-5 address 0x71) could not be set: i2ctool: no answer");
 }
 
-TEST_F(Failing, RefusesBusesThatCannotBeReachedYet) {
-    expect(read_pump("LPC_CHIP.ID"), 5,
-           "chip \"LPC_CHIP\" is on bus lpc: not reachable yet, only i2c is");
-    expect(
-        read_pump("GPIO_MUX.ID"), 5,
-        "mux 1 of 1 (gpio address 0x01) on the way to chip \"GPIO_MUX\": not reachable yet, only "
-        "i2c is");
+TEST_F(Failing, NamesTheToolOfTheBusThatIsMissing) {
+    expect(read_pump("LPC_CHIP.ID"), 6, "LPC_CHIP.ID could not be read: lpctool is not on PATH");
+    expect(read_pump("GPIO_MUX.ID"), 6,
+           "mux 1 of 1 (gpio address 0x01) could not be set: gpiotool is not on PATH");
     EXPECT_TRUE(tool_.calls().empty());
+}
+
+TEST_F(Failing, RefusesBusesThatNoToolReaches) {
+    expect(diagctl({"read", diagctl_data("good_unreachable.txt"), "MTD_CHIP.ID"}), 5,
+           "chip \"MTD_CHIP\": no tool program reaches bus mtd-1");
+    expect(diagctl({"read", diagctl_data("good_unreachable.txt"), "SPI_MUX.ID"}), 5,
+           "mux 1 of 1 (spi-1 address 0x70) on the way to chip \"SPI_MUX\": no tool program "
+           "reaches bus spi-1");
 }
 
 TEST_F(Failing, RefusesWhatTheBusCannotCarry) {

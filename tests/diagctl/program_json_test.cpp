@@ -55,6 +55,30 @@ TEST_F(JsonOutput, RegsListsRegistersWithTheirFields) {
     EXPECT_EQ(document["registers"][2]["test_roles"], json::array({"a_mode1"}));
 }
 
+TEST_F(JsonOutput, RegsShowsWhatOnlyTheTextFormHas) {
+    const json document =
+        json_of({"regs", "--json", diagctl_data("good_bus_kinds.txt"), "PCI_CHIP"});
+    EXPECT_EQ(document["chip"]["bus"], "pci 01:02.3");
+    EXPECT_EQ(document["chip"]["bus_kind"], "pci");
+    const json &ctrl = document["registers"][1];
+    EXPECT_EQ(ctrl["version"], "1.2");
+    EXPECT_EQ(ctrl["test_data"], 0x5A);
+    EXPECT_EQ(ctrl["test_description"], "pattern test");
+    EXPECT_EQ(ctrl["test_roles"], json::array({"b"}));
+    const json xml = json_of({"regs", "--json", example(), "SYS_CPLD"});
+    EXPECT_TRUE(xml["registers"][0]["version"].is_null());
+}
+
+TEST_F(JsonOutput, ADryRunTellsCommandLinesAndWordsApart) {
+    const json document = json_of(
+        {"write", "-n", "--json", diagctl_data("good_bus_kinds.txt"), "BEHIND_MEMORY.CTRL", "1"});
+    EXPECT_EQ(document["steps"][0]["action"], "select");
+    EXPECT_EQ(document["steps"][0]["text"],
+              "the byte at memory address 0x00020000: bits 0x0c changed to 0x04");
+    EXPECT_EQ(document["steps"][1]["command_line"],
+              "i2ctool --write --bus=/dev/i2c-5 --addr=0x37 --width=8 --reg=0x01 --val=0x01");
+}
+
 TEST_F(JsonOutput, ReadGivesValuesFieldsAndWhatWasPassedOver) {
     const json document = board_json_of({"read", "--json", example(), "SYS_CPLD"});
     EXPECT_EQ(document["command"], "read");

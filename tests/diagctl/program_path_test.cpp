@@ -29,12 +29,12 @@ TEST(FindProgram, TakesAnEmptyFolderForThisOneAndLooksWhereTheSystemDoesWithoutP
     EXPECT_EQ(find_program("sh"), ProgramSearch::kFound);
 }
 
-TEST(PutOwnFolderOnPath, PutsItFirst) {
+TEST(PutBoardFoldersOnPath, PutsOursFirstAndThatOfTheToolsForSimulatedBoardsBehindIt) {
     const test::EnvironmentSetting setting("PATH", "/a:/b");
-    put_own_folder_on_path();
+    put_board_folders_on_path();
     const char *path = std::getenv("PATH");
     const std::string own = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    EXPECT_STREQ(path, (own + ":/a:/b").c_str());
+    EXPECT_STREQ(path, (own + ":" + own + "/sim:/a:/b").c_str());
 }
 
 }  // namespace

@@ -2,11 +2,13 @@
 // Signals that arrive while a tool runs.
 #include <csignal>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "diags/diagctl/shared_pipes.h"
 #include "tests/diagctl/diagctl_test.h"
 #include "tests/support/fake_tool.h"
 
@@ -19,7 +21,7 @@ class Interrupting : public DiagctlTest {
   protected:
     Interrupting() {
         mkfifo(scratch_.file("started").c_str(), 0600);
-        tool_.runs_script("echo $$ >'" + scratch_.file("started") + "'\nexec sleep 50\n");
+        let_wait(tool_);
     }
     ~Interrupting() override {
         if (pid_ > 0) {
@@ -49,6 +51,10 @@ class Interrupting : public DiagctlTest {
         kill(-pid_, SIGKILL);
         pid_ = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+    void let_wait(FakeTool &tool) const {
+        tool.runs_script("echo $$ >'" + scratch_.file("started") + "'\nexec sleep 50\n");
     }
 
     std::string errors() const { return read_file(scratch_.file("errors")); }
@@ -109,6 +115,26 @@ TEST_F(Interrupting, ByATerminationOrAHangUpLeavesNothingBehind) {
         EXPECT_EQ(errors(), "diagctl: interrupted\n");
         EXPECT_TRUE(left_nothing_behind());
     }
+}
+
+TEST_F(Interrupting, FromTheKeyboardEndsTheSearchForModulesWithStatus130) {
+    FakeTool lpctool("lpctool");
+    let_wait(lpctool);
+    start({"tree", diagctl_data("good_modules.txt")});
+    kill(-pid_, SIGINT);
+    EXPECT_EQ(wait_for_end(), 130);
+    EXPECT_EQ(errors(), "diagctl: interrupted\n");
+}
+
+TEST_F(Interrupting, ByATerminationLeavesNoneOfTheLibrarysPipesBehind) {
+    FakeTool lpctool("lpctool");
+    let_wait(lpctool);
+    start({"tree", diagctl_data("good_modules.txt")});
+    EXPECT_TRUE(std::filesystem::exists("/tmp/pl_lpc_pipe"));
+    kill(pid_, SIGTERM);
+    EXPECT_EQ(wait_for_end(), 130);
+    const diagctl::SharedPipesTurn turn;  // else the pipe of another test may be there
+    EXPECT_FALSE(std::filesystem::exists("/tmp/pl_lpc_pipe"));
 }
 
 TEST_F(Interrupting, IsLeftOutForASignalThatTheCallerIgnores) {

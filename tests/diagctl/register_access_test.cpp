@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "diags/diagctl/register_access.h"
 
-#include "diag_util.h"
+#include <memory>
 
+#include "diags/diagctl/register_route.h"
 #include "tests/diagctl/diagctl_test.h"
 #include "tests/support/fake_tool.h"
 
@@ -17,8 +18,9 @@ class Access : public ::testing::Test {
     const reg_def &reg(const std::string &chip_name, const std::string &name) const {
         return test::register_named(chip(chip_name), name);
     }
-    RegisterRoute route(const std::string &chip_name, const std::string &name) const {
-        return {chip(chip_name), reg(chip_name, name)};
+    std::unique_ptr<RegisterRoute> route(const std::string &chip_name,
+                                         const std::string &name) const {
+        return make_route(chip(chip_name), reg(chip_name, name));
     }
     test::Failure route_failure(const std::string &chip_name, const std::string &name) const {
         return test::failure_of([&] { route(chip_name, name); });
@@ -29,7 +31,7 @@ class Access : public ::testing::Test {
                              const std::string &answer) {
         tool_.answers(answer);
         RegisterAccess access(0);
-        bytes_ = access.read(chip(chip_name), reg(chip_name, name));
+        bytes_ = access.read(chip(chip_name), reg(chip_name, name)).bytes;
         std::string line = tool_.calls().back();
         const std::size_t start = line.find(" --pipe=");
         return line.erase(start, line.find(' ', start + 1) - start);
@@ -111,24 +113,6 @@ TEST_F(Access, StopsAtTheFirstMuxThatFails) {
     EXPECT_EQ(tool_.calls().size(), 1U);
 }
 
-TEST_F(Access, RefusesChipsOnOtherBusesForNow) {
-    const test::Failure failure = route_failure("LPC_CHIP", "ID");
-    EXPECT_EQ(failure.status, kExitNoDevice);
-    EXPECT_EQ(failure.message, "chip \"LPC_CHIP\" is on bus lpc: not reachable yet, only i2c is");
-    EXPECT_EQ(route_failure("BMC_CHIP", "ID").message,
-              "chip \"BMC_CHIP\" is on bus bmc-2: not reachable yet, only i2c is");
-}
-
-TEST_F(Access, RefusesMuxesOnOtherBusesForNow) {
-    RegisterAccess access(0);
-    const test::Failure failure = test::failure_of([&] { access.select(chip("GPIO_MUX")); });
-    EXPECT_EQ(failure.status, kExitNoDevice);
-    EXPECT_EQ(failure.message,
-              "mux 1 of 1 (gpio address 0x01) on the way to chip \"GPIO_MUX\": not reachable yet, "
-              "only i2c is");
-    EXPECT_TRUE(tool_.calls().empty());
-}
-
 TEST_F(Access, RefusesNumbersThatTheBusWouldCutShort) {
     EXPECT_EQ(route_failure("PUMP", "FAR").status, kExitBadDescription);
     EXPECT_EQ(route_failure("PUMP", "FAR").message,
@@ -164,21 +148,9 @@ TEST_F(Access, TakesWhatWasAskedForFromAToolThatSaysMore) {
     EXPECT_EQ(bytes_, std::vector<std::uint8_t>{0xA5});
 }
 
-TEST_F(Access, PreviewsRunNothing) {
-    EXPECT_EQ(preview_select(chip("DEEP")),
-              (Lines{"i2ctool --write --bus=/dev/i2c-5 --addr=0x70 --width=8 --reg=0x00 --val=0x04",
-                     "i2ctool --write --bus=/dev/i2c-5 --addr=0x71 --width=8 --reg=0x01 "
-                     "--val=0x08"}));
-    EXPECT_EQ(preview_write(chip("PUMP"), reg("PUMP", "WORD"), 0x1234),
-              (Lines{"i2ctool --write --bus=/dev/i2c-1 --addr=0x31 --width=16 --reg=0x10 "
-                     "--val=0x34,0x12"}));
-    EXPECT_TRUE(tool_.calls().empty());
-    EXPECT_EQ(get_debug_enable(), 0);
-}
-
 TEST_F(Access, SaysWhatItWouldRead) {
-    EXPECT_EQ(route("PUMP", "ID").text(), "1 byte of register 0x00 at /dev/i2c-1 address 0x31");
-    EXPECT_EQ(route("WIDE", "LONG").text(),
+    EXPECT_EQ(route("PUMP", "ID")->text(), "1 byte of register 0x00 at /dev/i2c-1 address 0x31");
+    EXPECT_EQ(route("WIDE", "LONG")->text(),
               "4 bytes of register 0x1234 at /dev/i2c-2 address 0x40");
 }
 

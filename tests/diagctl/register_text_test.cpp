@@ -9,7 +9,7 @@ namespace {
 class RegisterText : public ::testing::Test {
   protected:
     RegisterReading reading(const std::string &name, std::vector<std::uint8_t> bytes) const {
-        return {test::register_named(pump(), name), false, std::move(bytes)};
+        return {test::register_named(pump(), name), {std::move(bytes), ByteOrder::kLowFirst}};
     }
     const Chip &pump() const { return find_chip(chips_, "PUMP"); }
 

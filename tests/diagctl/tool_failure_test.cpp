@@ -67,6 +67,25 @@ TEST(ReadFailure, IsTheLibrarysWhenNoToolWasRun) {
     }
 }
 
+TEST(SilentReadFailure, IsTheToolsOwnLineOrTheLibrarysWhereItRanNone) {
+    const ToolFailure failure = silent_read_failure("sh", LPC_E_ACCES, {"", "sh: no\n"});
+    EXPECT_EQ(failure.status, kExitAccessFailed);
+    EXPECT_EQ(failure.reason, "sh: no");
+    EXPECT_EQ(silent_read_failure("no-such-tool", LPC_E_ACCES, {"", ""}).reason,
+              "no-such-tool is not on PATH");
+    EXPECT_EQ(silent_read_failure("sh", DIAG_E_FAIL, {"ERROR: x[1]: ERROR: no pipe\n", ""}).reason,
+              "no pipe");
+}
+
+TEST(SilentReadFailure, ShowsHowToSeeAMessageThatTheLibraryHides) {
+    EXPECT_EQ(
+        silent_read_failure("sh", 0xFFFFFFFFU, {"ipmii2c_get: sh raw 0x3a  2>/dev/null\n", ""})
+            .reason,
+        "sh failed, and its message is hidden; it was run as sh raw 0x3a");
+    EXPECT_EQ(silent_read_failure("sh", 0xFFFFFFFFU, {"x: sh raw 0x3a > /dev/null\n", ""}).reason,
+              "sh failed and said nothing");
+}
+
 TEST(WriteFailure, IsTheToolsOwnLine) {
     const ToolFailure failure = write_failure("sh", {"", "sh: no\n"});
     EXPECT_EQ(failure.status, kExitAccessFailed);
