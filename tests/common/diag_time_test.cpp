@@ -128,7 +128,9 @@ TEST_F(WaitforTimeout, SignalsDoNotEndIt) {
     });
     EXPECT_GE(wait(1.3), 0.29);
     sender.join();
+#ifndef __SANITIZE_THREAD__  // keeps signals back from a thread that makes no blocking call
     EXPECT_GT(diag::test::signals_counted, 0);
+#endif
 }
 
 TEST(TimeoutUpdate, MarksATickAndNothingElse) {

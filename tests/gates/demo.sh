@@ -14,6 +14,9 @@ expect() {
 expect 'QSFP 4'
 expect 'LED_CTRL'
 expect '"format": 1'
+expect 'HOST_FPGA.COMMAND (0x04) = 0x0000'
+expect 'TX_FAULT = 0x0'
+expect 'PORT_3 = 0x1 (up)'
 expect 'POWER_STATUS : offset'
 failed=$(grep -c '^(exit status' "$folder/output")
 [ "$failed" -eq 1 ] || { cat "$folder/output"; echo "demo: $failed steps failed, 1 is meant to"; exit 1; }
