@@ -115,7 +115,7 @@ struct mux_entry {
     char *bus;     /* as a chip's bus; null: the bus of the first mux of the chain */
     uint32_t addr; /* address of the mux on its bus */
     uint32_t reg;  /* its select register */
-    uint32_t mask; /* bits of the register that select; used on memory buses alone */
+    uint32_t mask; /* bits of the register that select; cleared first, on memory buses alone */
     uint32_t val;  /* value that selects the way to the chip */
     mux_entry *next;
 };
@@ -180,6 +180,7 @@ struct device_tree {
  *                 have been loaded
  *   DIAG_E_NOMEM  text: likewise, for want of memory
  *   -1            text: a "C" line that cannot be read; or likewise, for the registers of a module
+ *   DIAG_E_FAIL   text: likewise, for a card whose type has no section
  *   else          DIAG_E_FAIL with errno in its low 16 bits: a file that cannot be read; XML: that
  *                 cannot be parsed; text: an "R", "B" or "I" line that cannot be read (errno is
  *                 then 0, or ENOMEM)
@@ -208,7 +209,7 @@ DIAG_API device_node *parse_device_config(char *line, device_tree *tree, int is_
  * and test data. Access RMW is written as UNKNOWN, bus mtd as unknown. The chip identifier stands
  * where a reader expects the muxes: a file whose chips have one does not read back, and in others
  * the version register reads back as the identifier. A register's version reads back as its
- * validate flag. */
+ * validate flag. An empty name leaves no field at all, so what stands behind it moves up by one. */
 DIAG_API int save_cfg_file(FILE *stream, device_tree *tree);
 
 /* Makes a node, zeroed but for chip_type and bus_type (OTHER) and pci_dev and pci_func (-1), and
@@ -224,7 +225,7 @@ DIAG_API device_node *allocate_device_node(device_tree *element);
  * separated by "|". 0; DIAG_E_NOMEM; DIAG_E_INVAL for another kind of line, or for a "B" or "I"
  * line before there is anything to attach it to; -1 when a read-only field covers bit 0 of a
  * testable read/write register whose mask has that bit. What was read so far stays. A caller that
- * has freed a tree passes an "R" line before any "B" or "I" line. */
+ * has freed a tree passes an "R" line before any "B" line and a "B" line before any "I" line. */
 DIAG_API uint32_t parse_reg_config(char *line, device_node *node, int is_xml,
                                    struct _xmlNode *xml_reg);
 
@@ -257,9 +258,9 @@ DIAG_API void parse_reg_data(const reg_def *reg, const uint8_t *data);
  * null chain; a failing write does not stop the walk. A mux without a bus takes the first one's:
  * the pointer is stored in it. What the bus text holds first of "i2c", "bmc", "ipmi", "gpio" and
  * "mem", looked for in this order, tells how the mux is set: the register is written with the low 8
- * bits of `val`; a GPIO line `reg` of the chip `addr` becomes `val`; of a byte of memory the bits
- * of `mask` alone are replaced. Any other bus is reported and ends the walk. Blocks while the tools
- * run. Two callers must not set different muxes of one bus at once. */
+ * bits of `val`; a GPIO line `reg` of the chip `addr` becomes `val`; in a byte of memory the bits
+ * of `mask` are cleared and those of `val` set. Any other bus is reported and ends the walk. Blocks
+ * while the tools run. Two callers must not set different muxes of one bus at once. */
 DIAG_API uint32_t set_muxes(mux_entry *first);
 
 /* Fills `entry` from the children of an XML element: "bus", "addr", "reg", "mask" and "val", or

@@ -44,8 +44,10 @@ typedef struct nvram_record {
 DIAG_API void set_test_level(unsigned int level);
 DIAG_API int get_test_level(void);
 
-/* Dry run: while non-zero, tool calls do not run their tool. Readings then answer the byte 0x1A,
- * and writings show their command line at level -1. */
+/* Dry run: while non-zero, the reading calls of I2C, GPIO, LPC, PCI and memory answer the byte 0x1A
+ * without running their tool, and i2ctool_set and pcitool_set show their command line instead of
+ * running it. All other calls run their tool all the same: gpiotool_set, lpctool_set, memtool_set,
+ * nvramtool_query and the IPMI calls. */
 DIAG_API void set_debug_enable(unsigned int enable);
 DIAG_API int get_debug_enable(void);
 

@@ -20,6 +20,9 @@
  * result[0], answer 0 and touch nothing; i2ctool_set and pcitool_set show their command line. All
  * other calls run their tools all the same.
  *
+ * A program that ignores SIGCHLD is not told how its children end: as with system(), its tools then
+ * all count as failed, with a wait status of -1. The reading IPMI calls do not need to know.
+ *
  * Threads: every call may run in any thread; SIGINT and SIGQUIT are ignored by the process while a
  * tool runs, so that an interrupt from the keyboard ends the tool. */
 #ifndef DIAGS_COMMON_INCLUDE_TOOL_CALLS_H
@@ -117,8 +120,8 @@ DIAG_API uint32_t ipmitool_set(const char *bus_path, unsigned int dev_addr, unsi
  * what the first line that the tool prints does not hold (a line has 16 bytes) becomes 0. An empty
  * response is a success that stores nothing. 0; or -1 when the tool printed nothing although
  * `response_length` is not 0, printed a response although it is negative, or something else than a
- * response. A dry run sends the
- * request and shows its command line as an error message; nothing printed is then a success. */
+ * response. A dry run sends the request and shows its command line as an error message; nothing
+ * printed is then a success. */
 DIAG_API uint32_t ipmitool2_get(unsigned int net_fn, unsigned int command,
                                 unsigned int request_length, const uint8_t *request,
                                 int response_length, uint8_t *response);

@@ -354,9 +354,18 @@ TEST_F(MuxSetting, RunsOfSeparatorsCountAsOne) {
 }
 
 TEST_F(MuxSetting, AColonBehindACompleteMuxMeansNothingFollows) {
+    for (const char *text : {"lpc 1:2:3:4:", "lpc 1:2:3:4: ", "lpc 1:2:3:4::  :"}) {
+        Mux mux;
+        EXPECT_EQ(mux.read_text(text), 0U) << text;
+        EXPECT_EQ(mux.entry.next, nullptr) << text;
+    }
+}
+
+TEST_F(MuxSetting, AWordBeforeADeeperMuxMayBeBlank) {
     Mux mux;
-    EXPECT_EQ(mux.read_text("lpc 1:2:3:4:"), 0U);
-    EXPECT_EQ(mux.entry.next, nullptr);
+    EXPECT_EQ(mux.read_text("lpc 1:2:3:4: :5:6:7:8"), 0U);
+    ASSERT_EQ(length_of(&mux.entry), 2U);
+    EXPECT_EQ(mux.entry.next->val, 8U);
 }
 
 struct MissingCase {

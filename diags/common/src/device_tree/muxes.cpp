@@ -43,8 +43,8 @@ uint32_t set_gpio_mux(const mux_entry &mux) {
     return gpiotool_set(mux.addr, mux.reg, &level, false);
 }
 
-// The only kind that heeds the mask: the other bits of the byte are somebody else's. A failed
-// reading leaves 0 to start from; the write then tells.
+// The only kind that heeds the mask: bits of the byte outside of it and of the value are somebody
+// else's. A failed reading leaves 0 to start from; the write then tells.
 uint32_t set_memory_mux(const mux_entry &mux) {
     uint8_t byte = 0;
     memtool_get(mux.addr, 1, 8, kMemoryPipe, false, &byte);
@@ -85,6 +85,13 @@ constexpr MuxNumber kMuxNumbers[] = {
     {&mux_entry::mask, "Invalid MUX specification. Expecting a Mux mask\n"},
     {&mux_entry::val, "Invalid MUX specification. Expecting a Mux Value\n"},
 };
+
+// Passes over the word before a deeper mux, which says nothing. Blanks at the end are no word: the
+// field of a "C" line has one there.
+bool is_mux_next(Fields &fields) {
+    const char *word = fields.next();
+    return word != nullptr && (word[std::strspn(word, " ")] != '\0' || fields.rest() != nullptr);
+}
 
 // Address, register, mask and value of one mux.
 uint32_t read_mux_numbers(mux_entry &mux, Fields &fields) {
@@ -221,7 +228,7 @@ uint32_t parse_mux_setting(mux_entry *first, char *text) {
         if (const uint32_t status = read_mux_numbers(*mux, fields); status != 0) {
             return status;
         }
-        if (fields.next() == nullptr) {  // the word before a deeper mux says nothing
+        if (!is_mux_next(fields)) {
             DIAG_CONFIG_DEBUG(3, "No Next Level Mux found \n");
             return 0;
         }
