@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "diags/description/form.h"
 
+#include <gtest/gtest.h>
+
 namespace diag::description {
 namespace {
 

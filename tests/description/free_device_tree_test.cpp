@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <gtest/gtest.h>
 
 namespace diag::description {
 namespace {
