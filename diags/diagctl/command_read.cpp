@@ -119,6 +119,9 @@ Outcome run_read(const Options &options) {
     const Target target = find_target(description, options.target);
     require_fields(target);
     const ReadPlan plan = plan_reading(target);
+    if (plan.registers.empty() && plan.skipped.empty()) {
+        fail(kExitNoDevice, "chip \"{}\" has no registers in its description", target.chip->label);
+    }
     board.start();
     const auto readings = read_all(*target.chip, plan, options.verbosity);
     Outcome outcome;

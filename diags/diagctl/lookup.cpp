@@ -61,8 +61,12 @@ const Chip &only_chip(const Description &description, const std::vector<std::siz
 [[noreturn]] void fail_unknown_chip(const Description &description, std::string_view text,
                                     const NameIndex &index) {
     const std::string name = likely_name(text, index.names());
-    fail(kExitNoDevice, "no chip \"{}\" in {}{}", name, description.path(),
-         nearest_hint(name, chip_labels(description.chips())));
+    // What kept optional modules from being looked for may be why a chip is missing.
+    const std::string why = description.remarks().empty()
+                                ? std::string()
+                                : fmt::format(" ({})", description.remarks().front());
+    fail(kExitNoDevice, "no chip \"{}\" in {}{}{}", name, description.path(),
+         nearest_hint(name, chip_labels(description.chips())), why);
 }
 
 // ---- registers ----

@@ -92,7 +92,7 @@ class TextCheck {
                                kSectionWord);
         }
         if (!line.starts_with(kModulesWord)) {
-            return std::nullopt;
+            return check_other_header_line(line);
         }
         slots_ = digit_behind_colon(line);
         if (slots_ < 0 || card_types_ > 0) {
@@ -101,6 +101,20 @@ class TextCheck {
                        : fmt::format("{} without one digit directly behind a colon", kModulesWord);
         }
         part_ = slots_ > 0 ? Part::kCardTypes : Part::kHeader;
+        return std::nullopt;
+    }
+
+    // Nobody reads these lines, which is a pity for a chip that ends up among them.
+    static LineError check_other_header_line(std::string_view line) {
+        if (line.starts_with('=')) {
+            return fmt::format("this line does not begin with \"{}\", so the header goes on",
+                               kDelimiter);
+        }
+        TextFields fields(line, "|");
+        if (without_blanks(fields.next().value_or(std::string_view())) == "C" && fields.rest()) {
+            return fmt::format("a chip in the header: no line of \"{}\" stands in front of it",
+                               kDelimiter);
+        }
         return std::nullopt;
     }
 

@@ -121,6 +121,11 @@ LineError check_muxes(TextFields &fields, const std::string &where) {
     return std::nullopt;
 }
 
+// The library takes a field without an access, where the line ends early, for read-only.
+bool reads_as_read_only(std::string_view access) {
+    return access.empty() || access.starts_with(" RO ");
+}
+
 }  // namespace
 
 LineError check_fields(TextFields &fields, std::span<const FieldRule> rules,
@@ -236,7 +241,7 @@ LineError RegisterLines::check_bit(TextFields fields) {
         return complaint_text(where, "default", usual, complaint);
     }
     const std::string_view low = range->substr(range->find(':') + 1);
-    if (register_->is_tested && (register_->mask & 1) != 0 && access.starts_with(" RO ") &&
+    if (register_->is_tested && (register_->mask & 1) != 0 && reads_as_read_only(access) &&
         parse_decimal(low) == 0) {
         return where + ": bit 0 is read-only, but the mask of the testable register has it";
     }

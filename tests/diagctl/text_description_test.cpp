@@ -17,7 +17,14 @@ struct Verdict {
 constexpr Verdict kVerdicts[] = {
     {"bad_text_form.txt",
      ":3: chip \"i2c-1\": chip type \"CPLD\" is not known without exactly one blank in front"},
-    {"bad_text_no_delimiter.txt",
+    {"bad_text_chip_in_header.txt",
+     ":2: a chip in the header: no line of \"=====\" stands in front of it"},
+    {"bad_text_short_delimiter.txt",
+     ":1: this line does not begin with \"=====\", so the header goes on"},
+    {"bad_text_bit_0_without_access_in_mask.txt",
+     ":4: chip \"PUMP\", register \"FLOW\", bit field \"RATE\": bit 0 is read-only, but the mask "
+     "of the testable register has it"},
+    {"bad_text_header_alone.txt",
      ":2: no line begins with \"=====\": all of it is header, and no device description"},
     {"bad_text_nul_byte.txt", ":3: a NUL byte: this is no text"},
     {"bad_text_no_chip.txt", ":2: a chip, \"C | ...\", is expected here, not \"R\""},

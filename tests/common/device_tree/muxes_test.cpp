@@ -386,7 +386,6 @@ constexpr MissingCase kMissingCases[] = {
     {"Mask", "/dev/i2c-1 70:1", "mask", 1},
     {"Value", "/dev/i2c-1 70:1:ff:", "Value", 1},
     {"DeeperAddress", "/dev/i2c-1 70:1:ff:4:x", "address", 2},
-    {"DeeperAddressBehindABlank", "/dev/i2c-1 70:1:ff:4: ", "address", 2},
     {"DeeperRegister", "/dev/i2c-1 70:1:ff:4:x:71", "register", 2},
     {"DeeperMask", "/dev/i2c-1 70:1:ff:4:x:71:1", "mask", 2},
     {"DeeperValue", "/dev/i2c-1 70:1:ff:4:x:71:1:ff", "Value", 2},
