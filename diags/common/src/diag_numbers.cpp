@@ -1,49 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Reading hexadecimal text, and two's-complement numbers out of register fields.
-#include <array>
 #include <cstring>
 
 #include "diag_util.h"
 
+#include "diags/common/src/parse_hex.h"
+
 namespace {
 
 constexpr uint32_t kNotADigit = 0x86018021U;
-constexpr int16_t kEndOfNumber = -1;
-constexpr int16_t kPassedOver = -2;
-
-// The value of each character as a digit, or one of the two marks above.
-constexpr std::array<int16_t, 256> kDigits = [] {
-    std::array<int16_t, 256> digits{};
-    digits.fill(kEndOfNumber);
-    for (int i = 0; i < 10; i++) {
-        digits['0' + i] = static_cast<int16_t>(i);
-    }
-    for (int i = 0; i < 6; i++) {
-        digits['a' + i] = digits['A' + i] = static_cast<int16_t>(10 + i);
-    }
-    digits['x'] = digits[' '] = kPassedOver;
-    return digits;
-}();
-
-// Digits that exceed the width fall off the top.
-template <typename Number>
-Number parse_hex(const char *text) {
-    Number number = 0;
-    for (;; text++) {
-        const int digit = kDigits[static_cast<unsigned char>(*text)];
-        if (digit == kEndOfNumber) {  // the end of the text is one as well
-            break;
-        }
-        if (digit != kPassedOver) {
-            number = static_cast<Number>(number << 4 | static_cast<Number>(digit));
-        }
-    }
-    return number;
-}
-
 template <typename Number>
 void parse_hex_into(const char *text, void *value) {
-    const Number number = parse_hex<Number>(text);
+    const Number number = diag::parse_hex<Number>(text);
     std::memcpy(value, &number, sizeof number);
 }
 
@@ -63,7 +31,7 @@ int hex_to_i(char c, uint32_t *error) {
 }
 
 uint32_t atoh(const char *text) {
-    return parse_hex<uint32_t>(text);
+    return diag::parse_hex<uint32_t>(text);
 }
 
 int atoh_p(const char *text, void *value, int width) {

@@ -59,7 +59,9 @@ char *LineReader::next() {
 
 // The length of the line at begin_; 0 at the end of the file.
 size_t LineReader::find_line() {
-    for (size_t seen = 0;;) {
+    // The first character may just have been put back: it is looked at alone, as a wide load would
+    // wait for it.
+    for (size_t seen = begin_ < end_ && buffer_.get()[begin_] != '\n' ? 1 : 0;;) {
         const size_t there = end_ - begin_;
         const char *line = buffer_.get() + begin_;
         if (const void *end = there > seen ? std::memchr(line + seen, '\n', there - seen) : nullptr;

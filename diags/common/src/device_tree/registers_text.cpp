@@ -9,6 +9,7 @@
 #include "diags/common/src/lib/field_readers.h"
 #include "diags/common/src/lib/fields.h"
 #include "diags/common/src/log.h"
+#include "diags/common/src/parse_hex.h"
 
 namespace diag {
 
@@ -111,7 +112,7 @@ uint32_t read_test_role(device_node &node, ListEnds &ends, reg_def &reg, Fields 
     }
     if (kRoleFields[role].data) {
         if (const char *data = fields.next(); data != nullptr) {
-            reg.test_data = atoh(data);
+            reg.test_data = parse_hex<uint32_t>(data);
         }
     }
     return kRoleFields[role].description ? read_test_description(reg, role, fields) : 0;
@@ -177,7 +178,7 @@ uint32_t read_bit_fields(bit_def &bit, Fields &fields, RangeText &range) {
         read_access(bit, text);
     }
     if (const char *text = fields.rest(); text != nullptr) {
-        bit.def_val = atoh(text);
+        bit.def_val = parse_hex<uint32_t>(text);
     }
     return 0;
 }
@@ -227,7 +228,7 @@ uint32_t read_info(Fields &fields) {
         return DIAG_E_NOMEM;
     }
     if (const char *text = fields.next(); text != nullptr) {
-        info->value = atoh(text);
+        info->value = parse_hex<uint32_t>(text);
     }
     char *text = fields.rest();
     if (text == nullptr) {

@@ -13,6 +13,7 @@
 
 #include "diags/common/src/lib/memory.h"
 #include "diags/common/src/log.h"
+#include "diags/common/src/parse_hex.h"
 
 namespace diag {
 
@@ -51,7 +52,7 @@ const Field<Record> *find_field(const Field<Record> (&fields)[kCount], const cha
 
 template <auto kMember, typename Record>
 bool read_hex(Record &record, const char *text) {
-    record.*kMember = atoh(text);
+    record.*kMember = parse_hex<uint32_t>(text);
     return true;
 }
 
