@@ -9,6 +9,7 @@
 #include "diags/common/src/lib/spawn.h"
 #include "diags/common/src/log.h"
 #include "diags/common/src/tools/fifo_reading.h"
+#include "diags/common/src/tools/reg_info_checks.h"
 
 reg_info reg8_data8 = {DIAG_ADDR_MODE_REG8, DIAG_DATA_WIDTH_8, 0};
 reg_info reg8_data16 = {DIAG_ADDR_MODE_REG8, DIAG_DATA_WIDTH_16, 0};
@@ -38,14 +39,6 @@ struct Register {
     unsigned int number;
     const reg_info *info;
 };
-
-bool has_valid_width(const char *function, const reg_info &info) {
-    if (info.data_width > DIAG_DATA_WIDTH_BLOCK) {
-        DIAG_ERROR_IN(function, "Invalid width size %d\n", static_cast<int>(info.data_width));
-        return false;
-    }
-    return true;
-}
 
 int tool_width(const reg_info &info) {
     return info.data_width == DIAG_DATA_WIDTH_16 ? 16 : 8;
@@ -98,8 +91,7 @@ void append_byte_order(const reg_info &info, CommandLine &command) {
 
 uint32_t read_register(const Form &form, const Register &reg, int count, const char *pipe_path,
                        uint8_t *result) {
-    if (reg.info == nullptr) {
-        DIAG_ERROR_IN(form.function, "Invalid reg_info pointer\n");
+    if (!diag::is_given(form.function, reg.info)) {
         return kRefused;
     }
     if (diag::is_dry_run(result)) {
@@ -110,7 +102,7 @@ uint32_t read_register(const Form &form, const Register &reg, int count, const c
         return DIAG_E_FAIL;
     }
     CommandLine command;
-    if (!has_valid_width(form.function, *reg.info)) {
+    if (!diag::has_valid_width(form.function, *reg.info)) {
         reading.abandon();  // a refused descriptor leaves the FIFO behind: callers look for it
         return kRefused;
     }
@@ -157,11 +149,10 @@ int run_writing(const char *function, const CommandLine &command) {
 
 int write_register(const Form &form, const Register &reg, const uint8_t *data, unsigned int count,
                    unsigned int flags, bool busbroker_request) {
-    if (reg.info == nullptr) {
-        DIAG_ERROR_IN(form.function, "Invalid reg_info pointer\n");
+    if (!diag::is_given(form.function, reg.info)) {
         return -1;
     }
-    if (!has_valid_width(form.function, *reg.info)) {
+    if (!diag::has_valid_width(form.function, *reg.info)) {
         return -1;
     }
     CommandLine command;

@@ -13,6 +13,7 @@
 #include "diags/common/src/lib/spawn.h"
 #include "diags/common/src/log.h"
 #include "diags/common/src/tools/ipmi_text.h"
+#include "diags/common/src/tools/reg_info_checks.h"
 
 namespace {
 
@@ -54,15 +55,6 @@ struct Transfer {
     bool wide_items;
 };
 
-bool take_width(const char *function, const reg_info &info, Transfer *transfer) {
-    if (info.data_width > DIAG_DATA_WIDTH_BLOCK) {
-        DIAG_ERROR_IN(function, "Invalid width size %d\n", static_cast<int>(info.data_width));
-        return false;
-    }
-    transfer->wide_items = info.data_width == DIAG_DATA_WIDTH_16;
-    return true;
-}
-
 bool take_number_width(const char *function, const reg_info &info, Transfer *transfer) {
     if (info.addr_mode > DIAG_ADDR_MODE_REG16) {
         DIAG_ERROR_IN(function, "Invalid Addressing mode %d\n", static_cast<int>(info.addr_mode));
@@ -87,10 +79,11 @@ bool take_bus(const char *function, const char *bus_path, Transfer *transfer) {
 
 // 0 and the transfer, or the status of the first check that fails.
 uint32_t check(const char *function, const Target &target, Transfer *transfer) {
-    if (!take_width(function, *target.info, transfer) ||
+    if (!diag::has_valid_width(function, *target.info) ||
         !take_number_width(function, *target.info, transfer)) {
         return kRefused;
     }
+    transfer->wide_items = target.info->data_width == DIAG_DATA_WIDTH_16;
     if (!take_bus(function, target.bus_path, transfer)) {
         return DIAG_E_INVAL;
     }
@@ -98,13 +91,6 @@ uint32_t check(const char *function, const Target &target, Transfer *transfer) {
     // A register number of two bytes goes out high byte first.
     transfer->number = transfer->number_bytes == 2 ? byte_swap(target.number, 16) : target.number;
     return 0;
-}
-
-bool is_given(const char *function, const reg_info *info) {
-    if (info == nullptr) {
-        DIAG_ERROR_IN(function, "Invalid reg_info pointer\n");
-    }
-    return info != nullptr;
 }
 
 void append_head(const Transfer &transfer, int count, CommandLine &command) {
@@ -166,7 +152,7 @@ uint32_t take_answer(const ReadingForm &form, std::string_view printed, const Tr
 }
 
 uint32_t read(const ReadingForm &form, const Target &target, int count, uint8_t *result) {
-    if (!is_given(form.function, target.info)) {
+    if (!diag::is_given(form.function, target.info)) {
         return kRefused;
     }
     if (form.checks_result && result == nullptr) {
@@ -217,7 +203,7 @@ void append_pec(const Transfer &transfer, const uint8_t *data, int count, Comman
 
 uint32_t write(const WritingForm &form, const Target &target, const uint8_t *data, int count,
                unsigned pec) {
-    if (!is_given(form.function, target.info)) {
+    if (!diag::is_given(form.function, target.info)) {
         return kRefused;
     }
     Transfer transfer{};

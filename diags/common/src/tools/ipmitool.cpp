@@ -14,6 +14,7 @@
 #include "diags/common/src/lib/spawn.h"
 #include "diags/common/src/log.h"
 #include "diags/common/src/tools/ipmi_text.h"
+#include "diags/common/src/tools/reg_info_checks.h"
 
 namespace diag {
 
@@ -50,13 +51,6 @@ std::optional<int> checked_bus(const char *function, const char *bus_path, const
         DIAG_ERROR_IN(function, "Invalid bus path %s", bus_path);
     }
     return bus;
-}
-
-bool is_given(const char *function, const reg_info *info) {
-    if (info == nullptr) {
-        DIAG_ERROR_IN(function, "Invalid reg_info pointer\n");
-    }
-    return info != nullptr;
 }
 
 bool make_reading(const IpmiRegister &reg, int count, CommandLine &command) {
