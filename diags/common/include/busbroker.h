@@ -4,9 +4,6 @@
  * the daemon as one text frame, and the daemon's answer comes back as another; what the daemon
  * says about devices, muxes and dynamic device ids is kept in the records at the end.
  *
- * This release declares the records and the reading of the socket's configuration; the calls
- * follow.
- *
  * Ownership. The program owns the context (tool_info) and its requests, both zeroed before their
  * first use, and every text and buffer that it hangs into a request to be sent. Each record says
  * which pointers it owns itself.
@@ -111,6 +108,41 @@ struct busbroker_req {
     uint32_t retry_ms; /* resend interval in milliseconds, set by the record's owner; 0: all sends
                         * follow each other at once */
 };
+
+/* Makes `req` ready to be framed: stores the texts, `prio`, `type` and `transac_ind`, builds
+ * actual_data and support_data from the access parameters and computes the CRC.
+ *   type 2          "aaaaaaaa,cccc,ww,ff": address, count, width, flags, hexadecimal
+ *   type 3          the same and ",dd" for each of the access_count bytes of write_buf
+ *   type 5          "kkkk,dddd": key hexadecimal, argument decimal, cut at four digits
+ *   type 6          "ii,aa,bb,cc,hh": by_index and the selectors hexadecimal, the hold value
+ * decimal and cut at two digits; then ",asset id" when by_index is 0 any other type  empty `dev_id`
+ * and `dev_name` stay the caller's and must live as long as the record is used. Both data texts are
+ * new memory, which replaces what the record held without freeing it. They travel with 16 and 8
+ * bits of length: a write of more than 21,838 bytes and more than 85 support bytes wrap. 0;
+ * DIAG_E_INVAL for a null argument or a write without write_buf; DIAG_E_NOMEM, with the texts built
+ * so far left in the record. */
+DIAG_API uint32_t update_request(busbroker_req *req, const char *dev_id, const char *dev_name,
+                                 uint32_t prio, uint32_t type, uint8_t transac_ind);
+
+/* Characters of the record's frame, its NUL not counted; 0 for null. */
+DIAG_API uint32_t calculate_req_len_in_ascii(const busbroker_req *req);
+
+/* Writes the frame, "RQS" to "RQE", and a NUL into `buf` of `size` bytes; it is cut when it does
+ * not fit. Each text must be as long as its length field says. The number of characters written, or
+ * 0 for a size below 1, a null record, or a null device id or name. */
+DIAG_API uint32_t frame_ascii_request(const busbroker_req *req, char *buf, int size);
+
+/* zlib's CRC-32 over the fields of the record up to crc: numbers as little-endian bytes, texts as
+ * long as their length fields say (a null text counts as empty). */
+DIAG_API uint32_t calculate_crc(const busbroker_req *req);
+
+/* Whether a received record is acceptable: 0, or DIAG_E_INVAL for a tool id above
+ * DIAG_REQ_TOOL_ID_MAX or a wrong CRC. A device name that is too long is reported only. */
+DIAG_API uint32_t validate_busbroker_req_resp(const busbroker_req *req);
+
+/* Frees a received record and its four texts. Not for a record whose texts are a caller's. A null
+ * record is passed over. */
+DIAG_API void free_req_memory(busbroker_req *req);
 
 /* ---- socket ---- */
 
@@ -242,6 +274,119 @@ struct tool_info {
                               * the transmit thread, without a lock */
 };
 
+/* ---- receive machine: calls ----
+ *
+ * All of these belong to the receive thread. They are exported so that a program can drive the
+ * machine, or a state of it, itself. A null context is DIAG_RX_ERROR to a state. */
+
+/* The machine for answers, "RPS" to "RPE", and its states. */
+DIAG_API extern const rx_state_row bus_broker_rxdata_state_table[17];
+DIAG_API extern const rx_stateinfo busbroker_rx_stateinfo;
+
+/* Walks the datagram in rx_buf, from rx_idx to rx_len, through the context's table. Whatever is
+ * unfinished at its end goes on with the next datagram. 0; DIAG_E_INVAL for a null context or
+ * table, or when the table is broken: the rest of the datagram is dropped then. */
+DIAG_API uint32_t busbroker_rx_state_machine(tool_info *ctx, void *arg);
+
+/* One step of any table: pre-check, then the event's or the state's function, then the exit
+ * function; stores the new state. 0, or DIAG_E_INVAL with DIAG_RX_STATE_BROKEN stored for a null
+ * table, a state beyond it or an event that the state does not have. */
+DIAG_API uint32_t state_traversal(const rx_stateinfo *info, uint32_t *state, uint32_t event,
+                                  tool_info *ctx, void *arg);
+
+/* Collects the characters of the current field into field_buf, line feeds and NULs left out, which
+ * count towards field_len all the same. DIAG_RX_DONE with the text ended by a NUL, DIAG_RX_MORE
+ * when the datagram ends first. */
+DIAG_API uint32_t busbroker_rx_complt_curnt_state_data(tool_info *ctx);
+
+/* The states in their order; each answers DIAG_RX_*. */
+DIAG_API uint32_t busbroker_req_resp_header_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_tool_id_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_inst_id_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_transac_id_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_dev_id_len_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_dev_id_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_dev_name_len_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_dev_name_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_req_prio_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_req_type_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_trasac_ind_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_actual_datalen_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_suprt_data_len_proc(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_actual_data_copy(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_support_data_copy(tool_info *ctx, void *arg);
+DIAG_API uint32_t busbroker_req_resp_crc_proc_state(tool_info *ctx, void *arg);
+
+/* Expects "RPE" and hands an acceptable record to req_done; frees the record in any case. */
+DIAG_API uint32_t busbroker_req_resp_footer_validtn_state(tool_info *ctx, void *arg);
+
+/* Resets the machine when more than 3 s have passed since the last step, as get_time_diff() counts
+ * them: 1 then, else 0. */
+DIAG_API uint32_t check_rxtime_diff(tool_info *ctx, void *arg);
+
+/* Forgets what was received so far and looks for the next answer. 0. */
+DIAG_API uint32_t reset_sm(tool_info *ctx, void *arg);
+
+/* Seconds from b to a, with the microseconds counted twice: the limit of check_rxtime_diff() is
+ * tuned to it. 0 for a null time. */
+DIAG_API double get_time_diff(const struct timeval *a, const struct timeval *b);
+
+/* ---- requests ---- */
+
+/* Fills the access parameters of a read (`type` 2) into `buf` or a write (`type` 3) of `buf`.
+ * `flags` counts for a read only. Support bytes without a count, or a count without bytes, are
+ * reported and left out. Null: nothing is done. */
+DIAG_API void update_busbroker_req_fields(busbroker_req *req, uint32_t addr, uint16_t count,
+                                          uint8_t width, uint8_t *buf, uint8_t resp_expect,
+                                          uint32_t type, uint8_t flags, uint8_t *support_bytes,
+                                          uint8_t support_count);
+
+/* Sends a request and waits for its outcome. The frame is sent up to three times, retry_ms apart
+ * (in steps of the timer's tick, 100 ms each; without a running timer it is sent once and the call
+ * waits for ever). A read's or a dynamic id's bytes arrive in resp_buf, as many as the daemon
+ * sends: it must hold what was asked for. transac_id grows by one once the request has been queued.
+ * actual_data and support_data stay in the record; free them before the next call.
+ * 0; DIAG_E_INVAL for a null argument, a refusal, a malformed answer or none; DIAG_E_NOMEM. */
+DIAG_API uint32_t request_busbroker(busbroker_req *req, tool_info *ctx, const char *dev_id,
+                                    const char *dev_name, uint32_t prio, uint32_t req_type,
+                                    uint8_t transac_ind);
+
+/* ---- queues ----
+ *
+ * Each takes the context whose queue is meant. */
+
+/* Appends a frame of `frame_len` characters, which is due at once. The queue owns `frame` from then
+ * on. 0; DIAG_E_NOMEM, and the frame is still the caller's. */
+DIAG_API uint32_t queue_tx_buf(tool_info *queue, char *frame, uint32_t frame_len, uint32_t retry_ms,
+                               uint8_t resp_expect, uint32_t transac_id);
+
+/* Waits until the transaction has its outcome and takes it off the queues. 0 for a success, for an
+ * acknowledgement that is enough, or when nothing is awaited (the request stays queued then);
+ * DIAG_E_INVAL for a refusal, three sends without an answer, or a request that is not queued. */
+DIAG_API uint32_t check_resp_buf(tool_info *queue, uint32_t transac_id, uint8_t *resp_buf);
+
+/* Take the first entry off the queue and free it, if the queue holds one of that number: a context
+ * has one transaction under way. The caller holds the queue's lock. 0, or DIAG_E_INVAL. */
+DIAG_API uint32_t deque_tool_request(tool_info *queue, uint32_t transac_id);
+DIAG_API uint32_t deque_tool_response(tool_info *queue, uint32_t transac_id);
+
+/* Notes the outcome of a queued request; of any other it is dropped. Flags of the same request add
+ * up, the data is replaced; a new outcome replaces the whole receive queue. Takes over `data`, also
+ * when it fails. Takes both locks, one after the other. 0, or DIAG_E_NOMEM. */
+DIAG_API uint32_t enqueue_rx_queues(tool_info *queue, uint8_t status, uint32_t transac_id,
+                                    uint8_t *data, uint32_t data_len);
+
+/* Reads the daemon's answer and notes its outcome: what req_done is set to. The record stays the
+ * caller's. 0; DIAG_E_INVAL for a null argument or an answer without an outcome, which is dropped;
+ * DIAG_E_NOMEM. */
+DIAG_API uint32_t busbroker_parse_update_queues(tool_info *ctx, void *arg, busbroker_req *record);
+
+/* One tick of 100 ms for every queued frame that waits to be sent again. The caller holds tx_lock.
+ */
+DIAG_API void busbroker_tx_queue_timeout_update(tool_info *ctx);
+
+/* ---- connection ---- */
+
 /* Fills `cfg` with the daemon's address.
  *   from_xml not 0  from the children "ip", "PortNo", "inetfamily", "maxsockcnt" and "sock_type"
  *                   of the element `node`. Other children are passed over, and what none of them
@@ -256,6 +401,38 @@ struct tool_info {
  * Children read before a failure stay in `cfg`; a text with a missing field leaves it alone. */
 DIAG_API uint32_t parse_socket_cfg(struct _xmlNode *node, socket_cfg *cfg, int from_xml,
                                    char *text);
+
+/* Makes the socket that `cfg` describes. `connect` not 0: connected to cfg->addr, whose IPv4
+ * address the caller has stored; 0: bound to the address in cfg->ip, IPv4 only. Fills in family and
+ * port of cfg->addr, and its address when bound. 0 with the socket in *fd, which the caller closes;
+ * DIAG_E_INVAL with *fd set to -1. */
+DIAG_API uint32_t create_socket(socket_cfg *cfg, int *fd, int connect);
+
+/* Starts a thread. 0, or DIAG_E_INVAL. */
+DIAG_API uint32_t create_thread(pthread_t *thread, const pthread_attr_t *attr,
+                                void *(*start)(void *), void *arg);
+
+/* Makes the context's socket and starts its two threads, each with the context as its argument:
+ * sock_tx_thread and sock_rx_thread, or the program's own. The context must outlive them. With a
+ * socket that is not connected, the program stores the daemon's address in sock_cfg.addr before the
+ * first request. 0; DIAG_E_INVAL, with what was started until then left as it is. */
+DIAG_API uint32_t create_sock_threads(const pthread_attr_t *tx_attr, const pthread_attr_t *rx_attr,
+                                      tool_info *ctx, void *(*tx_start)(void *),
+                                      void *(*rx_start)(void *), int connect);
+
+/* Thread body: sends the queued frames to sock_cfg.addr and resends them, for ever. Sleeps while
+ * nothing is due. A program that wants it to end cancels the thread (pthread_cancel) and joins it:
+ * that happens with no lock held. */
+DIAG_API void *sock_tx_thread(void *ctx);
+
+/* Thread body: receives datagrams and hands each to rx_sm, for ever. Ends the whole process with
+ * status -1 when receiving fails: a client without its daemon cannot go on. Can be cancelled while
+ * it waits. */
+DIAG_API void *sock_rx_thread(void *ctx);
+
+/* Receives one datagram of at most 4096 bytes into rx_buf and ends it with a NUL; blocks until one
+ * comes. 0, with rx_len 0 after a signal; DIAG_E_INVAL when the socket is closed or fails. */
+DIAG_API uint32_t receive_from_socket(tool_info *ctx);
 
 /* ---- bus devices and dynamic device ids ---- */
 
@@ -275,6 +452,46 @@ typedef struct bb_dev_ctx {
     busbroker_req *req;          /* request record to use */
     struct tool_info *tool_info; /* client context to send it through */
 } bb_dev_ctx;
+
+/* Fills the parameters of a bus device access. `asset_id` is copied, cut at 31 characters, when
+ * `by_index` is 0. 0; DIAG_E_INVAL for a null record or a missing asset id. */
+DIAG_API uint32_t update_bus_dev_acces_req_fields(busbroker_req *req, uint8_t by_index,
+                                                  uint8_t sel_a, uint8_t sel_b, uint8_t hold,
+                                                  uint8_t sel_c, const char *asset_id);
+
+/* Asks the daemon for access to a bus device until it is given, ten times at most, with
+ * waitfor_timeout(wait_ctx, 10.0) after each refusal. Blocks meanwhile. 0, or DIAG_E_FAIL. */
+DIAG_API uint32_t request_bus_dev_access(busbroker_req *req, tool_info *ctx, uint8_t sel_a,
+                                         uint8_t sel_b, uint8_t by_index, uint8_t sel_c,
+                                         const char *asset_id, const char *dev_id,
+                                         const char *dev_name, timer_t wait_ctx);
+
+/* Fills the parameters of a dynamic device id's request; the low 16 bits of `key` travel. 0, or
+ * DIAG_E_INVAL for a null record. */
+DIAG_API uint32_t update_dyn_dev_access_req_fields(busbroker_req *req, uint32_t key, uint16_t arg,
+                                                   uint8_t *resp_buf);
+
+/* The id text of the first valid element with this key, owned by the list, or null. */
+DIAG_API char *check_dyn_dev_list(dyn_dev_node *head, uint32_t key);
+
+/* Appends an element; *head is null for an empty list. Its id text, owned by the list, or null when
+ * there is no memory or an argument is null. A text of more than 32 characters ends the process. */
+DIAG_API char *update_dyn_dev_id_list(dyn_dev_node **head, const char *id_text, uint32_t key);
+
+/* The device id that the daemon has assigned to `key`: from the list, without asking again, or from
+ * the daemon, ten attempts at most with waitfor_timeout(wait_ctx, 1.0) after each failure; it is
+ * kept in the list then. 0 with *id_out owned by the list, or DIAG_E_FAIL. */
+DIAG_API uint32_t request_otf_dev_id(busbroker_req *req, tool_info *ctx, const char *dev_id,
+                                     const char *dev_name, timer_t wait_ctx, uint32_t key,
+                                     uint16_t arg, char **id_out, dyn_dev_node **head);
+
+/* An I2C write that carries no data. `direct` 0: a request through the daemon, for which the record
+ * in `ctx` holds address, width, flags and resp_expect; write_buf and support_bytes of the record
+ * are set to bytes of the library. Not 0: runs i2ctool on the bus `bus_path` at the low 8 bits of
+ * `addr`; `ctx` is not used. 0; DIAG_E_INVAL for a null argument that is needed; through the daemon
+ * the status of request_busbroker(), direct DIAG_E_FAIL when the tool fails. */
+DIAG_API uint32_t i2ctool_set_no_data(bb_dev_ctx *ctx, int direct, const char *bus_path,
+                                      unsigned int addr);
 
 /* ---- device-id tree: the platform as the device-id daemon sees it ----
  *
@@ -353,6 +570,35 @@ typedef struct mux_proc_entry {
 typedef struct devid_proc_info {
     mux_proc_entry *muxes;
 } devid_proc_info;
+
+/* Sorts the devices of the list into `pf_tree`, PF_TREE_SLOTS elements. `is_daemon` not 0: muxes
+ * are also listed in `proc_info`, PROC_INFO_SLOTS elements, which is needed then; else it may be
+ * null. Devices of an unknown interface are passed over. 0 or the status of the last insertion
+ * below a mux; DIAG_E_INVAL for an unusable I2C interface, DIAG_E_NOMEM: both end the work there.
+ */
+DIAG_API uint32_t update_pf_tree(devid_record *first, if_slot *pf_tree, uint8_t is_daemon,
+                                 devid_proc_info *proc_info);
+
+/* Inserts a device at the place that its dev_id spells, with the muxes and channels on the way. 0;
+ * DIAG_E_INVAL for a null argument or an unusable id, DIAG_E_NOMEM; what was inserted on the way
+ * stays. */
+DIAG_API uint32_t update_dev_mux_interface_tree(devid_record *record, uint32_t interface_no,
+                                                if_slot *slot, uint8_t is_daemon,
+                                                devid_proc_info *proc_info);
+
+/* Finds the mux `name` at one level, or adds it, into *node. A leaf is the device itself: a plain
+ * one is appended to the slot's devices and leaves *node alone. 0, DIAG_E_INVAL, DIAG_E_NOMEM. */
+DIAG_API uint32_t check_add_mux_entry(if_slot *slot, devid_record *record, const char *name,
+                                      uint32_t interface_no, mux_tree_node **node, uint8_t is_leaf,
+                                      uint8_t is_daemon, devid_proc_info *proc_info);
+
+/* Lists a mux in the process information of its interface, 0 to 24. A mux of an unknown part is
+ * reported and listed as DIAG_MUX_KIND_OTHER. 0, DIAG_E_INVAL, DIAG_E_NOMEM. */
+DIAG_API uint32_t add_mux_entry_to_proc_info(devid_record *record, uint32_t interface_no,
+                                             devid_proc_info *proc_info);
+
+/* Empties a mux but for its name. Null is reported. */
+DIAG_API void set_mux_tree_defaults(mux_tree_node *node);
 
 #ifdef __cplusplus
 }

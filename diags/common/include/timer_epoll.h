@@ -2,7 +2,7 @@
 /* Event services: a process-wide periodic timer with calls to run on its ticks, and a dispatcher
  * that runs a callback for each file descriptor that epoll reports.
  *
- * This release declares the records; the calls follow.
+ * This release has the timers; of the dispatcher it declares the records.
  *
  * Ownership. An epoll context is the caller's; its event array and its callback list belong to the
  * library, the callbacks' arguments to whoever registered them. Calls registered with the timer
@@ -16,6 +16,9 @@
 
 #include <stdint.h>
 #include <sys/epoll.h>
+#include <time.h>
+
+#include "diag_types.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -52,6 +55,27 @@ typedef struct time_out_lists {
     time_out_call *type1; /* DIAG_TIME_OUT_EACH_TICK */
     time_out_call *type2; /* DIAG_TIME_OUT_TENTH_TICK */
 } time_out_lists;
+
+/* The calls of this process. */
+DIAG_API extern time_out_lists time_out_calls_list;
+
+/* `mode` DIAG_TIMER_SILENT: a timer to wait on, as waitfor_timeout() needs one. DIAG_TIMER_TICK: a
+ * timer of period `type` (DIAG_TIMER_*) that runs the time-out calls from a handler for SIGALRM,
+ * which it installs: system calls are interrupted. SIGALRM is the only blocked signal of the
+ * calling thread meanwhile, and none is afterwards. Any other mode: *timer_id 0 and nothing else.
+ * 0 with the timer, which the caller may delete, in *timer_id. DIAG_E_INVAL with *timer_id 0 and
+ * the signal mask as it was. */
+DIAG_API uint32_t init_timer(int mode, timer_t *timer_id, int type);
+
+/* Appends a call to a list (DIAG_TIME_OUT_*). The same call registered twice runs twice. 1, or 0
+ * without memory. */
+DIAG_API int register_timeout_calls(int list_type, void (*fn)(void *arg), void *arg);
+
+/* The handler for SIGALRM: one tick. */
+DIAG_API void timer_handler(int signal);
+
+/* Runs the calls of one tick. */
+DIAG_API void timeout_calls(void);
 
 /* ---- epoll ---- */
 

@@ -9,6 +9,7 @@
 #include "diag_util.h"
 
 #include "diags/common/src/log.h"
+#include "diags/common/src/wakeup.h"
 
 namespace {
 
@@ -54,6 +55,7 @@ void timeout_update(tool_info *ctx) {
     if (ctx != nullptr) {
         // Runs in signal context while the transmit thread tests and clears the flag.
         __atomic_store_n(&ctx->tick_flag, uint8_t{1}, __ATOMIC_RELEASE);
+        diag::transmit_wakeup(ctx).notify();
     }
 }
 
