@@ -10,12 +10,14 @@
 #include "diags/common/src/busbroker/frame.h"
 #include "diags/common/src/busbroker/lock.h"
 #include "diags/common/src/busbroker/queues.h"
+#include "diags/common/src/busbroker/receive.h"
 #include "diags/common/src/log.h"
 #include "diags/common/src/wakeup.h"
 
 namespace {
 
 constexpr std::chrono::milliseconds kLookAgain{500};
+constexpr std::chrono::milliseconds kLookAgainReceiving{10};
 
 constexpr uint8_t kFailures = 0xFF & ~(DIAG_RESP_SUCCESS | DIAG_RESP_ACK);
 
@@ -79,6 +81,8 @@ std::optional<uint32_t> look_for_outcome(tool_info &client, uint32_t transac_id,
 
 }  // namespace
 
+// The first of the callers that wait receives. It sees outcomes that come by another way, and the
+// end of its own wait, when it looks again; the others are woken.
 uint32_t check_resp_buf(tool_info *queue, uint32_t transac_id, uint8_t *resp_buf) {
     if (queue == nullptr) {
         DIAG_ERROR("NULL pointers received as inputs\n");
@@ -87,10 +91,19 @@ uint32_t check_resp_buf(tool_info *queue, uint32_t transac_id, uint8_t *resp_buf
     diag::Wakeup &wakeup = diag::outcome_wakeup(queue);
     for (;;) {
         const diag::Wakeup::Ticket ticket = wakeup.ticket();
-        const std::optional<uint32_t> outcome = look_for_outcome(*queue, transac_id, resp_buf);
+        std::optional<uint32_t> outcome;
+        bool has_received = false;
+        {
+            diag::Receiver::Turn turn(*queue);
+            outcome = look_for_outcome(*queue, transac_id, resp_buf);
+            has_received = !outcome && turn && turn.receive_within(kLookAgainReceiving);
+        }
         if (outcome) {
+            wakeup.notify();  // another caller may receive now
             return *outcome;
         }
-        wakeup.wait(ticket, kLookAgain);
+        if (!has_received) {
+            wakeup.wait(ticket, kLookAgain);
+        }
     }
 }

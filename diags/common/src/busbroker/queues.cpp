@@ -7,6 +7,7 @@
 #include "diag_util.h"
 
 #include "diags/common/src/busbroker/lock.h"
+#include "diags/common/src/busbroker/transmit.h"
 #include "diags/common/src/lib/memory.h"
 #include "diags/common/src/log.h"
 #include "diags/common/src/wakeup.h"
@@ -50,6 +51,15 @@ void drop_all(rx_entry *&head) {
         rx_entry *first = head;
         head = first->next;
         free_entry(first);
+    }
+}
+
+// Without a transmit thread the frame stays in the queue.
+void append_and_send(tool_info &client, tx_entry *entry) {
+    const diag::Lock lock(client.tx_lock);
+    append(client.tx_queue, entry);
+    if (diag::Transmitter *transmitter = diag::Transmitter::of(client); transmitter != nullptr) {
+        transmitter->send_due_frames();
     }
 }
 
@@ -101,11 +111,7 @@ uint32_t queue_tx_buf(tool_info *queue, char *frame, uint32_t frame_len, uint32_
         return DIAG_E_NOMEM;
     }
     *entry = {frame, transac_id, frame_len, 0, retry_ms, resp_expect, 0, nullptr};
-    {
-        const diag::Lock lock(queue->tx_lock);
-        append(queue->tx_queue, entry);
-    }
-    diag::transmit_wakeup(queue).notify();
+    append_and_send(*queue, entry);
     diag_print(3, "Request queueing succesful\n");
     return 0;
 }
