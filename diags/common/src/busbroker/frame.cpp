@@ -19,28 +19,37 @@ using diag::TextWriter;
 // Everything but the two names and the two data texts.
 constexpr uint32_t kFixedLength = 60;
 
-// zlib's CRC of what is added; numbers in little-endian order.
+// zlib's CRC of what is added; numbers in little-endian order, gathered to make few calls.
 class Crc {
   public:
     template <typename Number>
     void add(Number number) {
-        std::array<unsigned char, sizeof(Number)> bytes;
         for (size_t i = 0; i < sizeof(Number); i++) {
-            bytes[i] = static_cast<unsigned char>(number >> (8 * i));
+            numbers_[count_++] = static_cast<unsigned char>(number >> (8 * i));
         }
-        value_ = crc32(value_, bytes.data(), bytes.size());
     }
 
     // zlib takes a null text for the wish to start anew.
     void add(const char *text, unsigned length) {
-        if (text != nullptr) {
+        if (text != nullptr && length != 0) {
+            add_numbers();
             value_ = crc32(value_, reinterpret_cast<const unsigned char *>(text), length);
         }
     }
 
-    uint32_t value() const { return static_cast<uint32_t>(value_); }
+    uint32_t value() {
+        add_numbers();
+        return static_cast<uint32_t>(value_);
+    }
 
   private:
+    void add_numbers() {
+        value_ = crc32(value_, numbers_.data(), count_);
+        count_ = 0;
+    }
+
+    std::array<unsigned char, 32> numbers_;  // all of a record's are 24 bytes
+    unsigned count_ = 0;
     uLong value_ = 0;
 };
 
@@ -153,8 +162,9 @@ uint32_t calculate_crc(const busbroker_req *req) {
     crc.add(req->suprt_data_len);
     crc.add(req->actual_data, req->actual_datalen);
     crc.add(req->support_data, req->suprt_data_len);
-    diag_print(3, "Calculated CRC =0x%x\n", crc.value());
-    return crc.value();
+    const uint32_t value = crc.value();
+    diag_print(3, "Calculated CRC =0x%x\n", value);
+    return value;
 }
 
 uint32_t validate_busbroker_req_resp(const busbroker_req *req) {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The states of the receive machine: one per field of an answer. A state that finds no record,
 // after a failed allocation, passes over its field; the footer then resets the machine.
+#include <algorithm>
 #include <cstring>
+#include <span>
 
 #include "busbroker.h"
 #include "diag_util.h"
@@ -77,6 +79,17 @@ bool collect_into(tool_info &ctx, char *&text, size_t length, const char *functi
     return true;
 }
 
+// Copies what counts as text and answers how much that was.
+uint32_t keep_text(std::span<const char> bytes, uint8_t *text) {
+    uint8_t *end = text;
+    for (const char character : bytes) {
+        if (character != '\n' && character != '\0') {
+            *end++ = static_cast<uint8_t>(character);
+        }
+    }
+    return static_cast<uint32_t>(end - text);
+}
+
 bool start_record(tool_info &ctx) {
     diag::drop_record(ctx);
     ctx.cur_req = diag::allocate<busbroker_req>();
@@ -97,14 +110,17 @@ uint32_t busbroker_rx_complt_curnt_state_data(tool_info *ctx) {
     if (ctx == nullptr) {
         return DIAG_RX_MORE;
     }
-    for (; ctx->field_pos < ctx->field_len; ctx->field_pos++) {
-        if (ctx->rx_idx >= ctx->rx_len) {
-            return DIAG_RX_MORE;  // the field goes on in the next datagram
-        }
-        const char character = ctx->rx_buf[ctx->rx_idx++];
-        if (character != '\n' && character != '\0' && ctx->field_buf != nullptr) {
-            ctx->field_buf[ctx->field_cnt++] = static_cast<uint8_t>(character);
-        }
+    const uint32_t wanted = ctx->field_len > ctx->field_pos ? ctx->field_len - ctx->field_pos : 0;
+    const uint32_t there = ctx->rx_len > ctx->rx_idx ? ctx->rx_len - ctx->rx_idx : 0;
+    const uint32_t taken = std::min(wanted, there);
+    if (ctx->field_buf != nullptr) {
+        const std::span<const char> span(ctx->rx_buf + ctx->rx_idx, taken);
+        ctx->field_cnt += keep_text(span, ctx->field_buf + ctx->field_cnt);
+    }
+    ctx->rx_idx += taken;
+    ctx->field_pos += taken;
+    if (taken < wanted) {
+        return DIAG_RX_MORE;  // the field goes on in the next datagram
     }
     if (ctx->field_buf != nullptr) {
         ctx->field_buf[ctx->field_cnt] = '\0';
