@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The table of the receive machine, its reset and its time-out.
 #include <cstring>
-#include <ctime>
 #include <iterator>
 
 #include "busbroker.h"
@@ -16,14 +15,6 @@ constexpr int kTimeoutSeconds = 3;
 
 constexpr rx_state_row row(rx_state_fn state_fn, uint32_t next) {
     return {check_rxtime_diff, nullptr, state_fn, reset_sm, 0, next, update_time};
-}
-
-// Right to a few milliseconds, which is plenty for a limit of seconds, and a fraction of the price
-// of the exact time: a frame asks for it in each of its steps.
-timeval coarse_time_of_day() {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME_COARSE, &now);
-    return {now.tv_sec, now.tv_nsec / 1000};
 }
 
 }  // namespace
@@ -66,7 +57,7 @@ uint32_t check_rxtime_diff(tool_info *ctx, void *arg) {
     if (ctx == nullptr) {
         return 0;
     }
-    ctx->now_time = coarse_time_of_day();
+    gettimeofday(&ctx->now_time, nullptr);
     const double passed = get_time_diff(&ctx->now_time, &ctx->last_rx_time);
     if (passed <= kTimeoutSeconds) {
         return 0;
