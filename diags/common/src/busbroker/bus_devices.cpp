@@ -8,6 +8,7 @@
 #include "diag_util.h"
 
 #include "diags/common/src/fatal_overflow.h"
+#include "diags/common/src/lib/append.h"
 #include "diags/common/src/lib/command_line.h"
 #include "diags/common/src/lib/memory.h"
 #include "diags/common/src/lib/spawn.h"
@@ -151,12 +152,8 @@ char *update_dyn_dev_id_list(dyn_dev_node **head, const char *id_text, uint32_t 
     node->key = key;
     std::memcpy(node->id_text, id_text, length);
     node->valid = 1;
-    dyn_dev_node **end = head;
-    while (*end != nullptr) {
-        end = &(*end)->next;
-    }
-    *end = node.release();
-    return (*end)->id_text;
+    diag::append(*head, node.get());
+    return node.release()->id_text;
 }
 
 uint32_t request_otf_dev_id(busbroker_req *req, tool_info *ctx, const char *dev_id,

@@ -8,6 +8,7 @@
 
 #include "diags/common/src/busbroker/lock.h"
 #include "diags/common/src/busbroker/transmit.h"
+#include "diags/common/src/lib/append.h"
 #include "diags/common/src/lib/memory.h"
 #include "diags/common/src/log.h"
 #include "diags/common/src/wakeup.h"
@@ -37,15 +38,6 @@ bool drop_head_if_queued(Entry *&head, uint32_t transac_id) {
     return true;
 }
 
-template <typename Entry>
-void append(Entry *&head, Entry *entry) {
-    Entry **end = &head;
-    while (*end != nullptr) {
-        end = &(*end)->next;
-    }
-    *end = entry;
-}
-
 void drop_all(rx_entry *&head) {
     while (head != nullptr) {
         rx_entry *first = head;
@@ -57,7 +49,7 @@ void drop_all(rx_entry *&head) {
 // Without a transmit thread the frame stays in the queue.
 void append_and_send(tool_info &client, tx_entry *entry) {
     const diag::Lock lock(client.tx_lock);
-    append(client.tx_queue, entry);
+    diag::append(client.tx_queue, entry);
     if (diag::Transmitter *transmitter = diag::Transmitter::of(client); transmitter != nullptr) {
         transmitter->send_due_frames();
     }
