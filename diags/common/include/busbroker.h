@@ -111,16 +111,20 @@ struct busbroker_req {
 
 /* Makes `req` ready to be framed: stores the texts, `prio`, `type` and `transac_ind`, builds
  * actual_data and support_data from the access parameters and computes the CRC.
- *   type 2          "aaaaaaaa,cccc,ww,ff": address, count, width, flags, hexadecimal
- *   type 3          the same and ",dd" for each of the access_count bytes of write_buf
- *   type 5          "kkkk,dddd": key hexadecimal, argument decimal, cut at four digits
- *   type 6          "ii,aa,bb,cc,hh": by_index and the selectors hexadecimal, the hold value
- * decimal and cut at two digits; then ",asset id" when by_index is 0 any other type  empty `dev_id`
- * and `dev_name` stay the caller's and must live as long as the record is used. Both data texts are
- * new memory, which replaces what the record held without freeing it. They travel with 16 and 8
- * bits of length: a write of more than 21,838 bytes and more than 85 support bytes wrap. 0;
- * DIAG_E_INVAL for a null argument or a write without write_buf; DIAG_E_NOMEM, with the texts built
- * so far left in the record. */
+ *
+ *   type 2  "aaaaaaaa,cccc,ww,ff": address, count, width, flags, all hexadecimal
+ *   type 3  the same and ",dd" for each of the access_count bytes of write_buf
+ *   type 5  "kkkk,dddd": key, hexadecimal; argument, decimal, cut at four digits
+ *   type 6  "ii,aa,bb,cc,hh": by_index and selectors, hexadecimal; hold value, decimal, cut
+ *           at two digits; then ",asset id" when by_index is 0
+ *   other   empty
+ *
+ * `dev_id` and `dev_name` stay the caller's and must live as long as the record is used. Both
+ * data texts are new memory, which replaces what the record held without freeing it. They travel
+ * with 16 and 8 bits of length: a write of more than 21,838 bytes wraps, and so do more than 85
+ * support bytes.
+ * 0; DIAG_E_INVAL for a null argument or a write without write_buf; DIAG_E_NOMEM, with the texts
+ * built so far left in the record. */
 DIAG_API uint32_t update_request(busbroker_req *req, const char *dev_id, const char *dev_name,
                                  uint32_t prio, uint32_t type, uint8_t transac_ind);
 
@@ -289,8 +293,10 @@ DIAG_API extern const rx_stateinfo busbroker_rx_stateinfo;
 DIAG_API uint32_t busbroker_rx_state_machine(tool_info *ctx, void *arg);
 
 /* One step of any table: pre-check, then the event's or the state's function, then the exit
- * function; stores the new state. 0, or DIAG_E_INVAL with DIAG_RX_STATE_BROKEN stored for a null
- * table, a state beyond it or an event that the state does not have. */
+ * function; stores the new state. A state equal to the count is looked up like any other: a table
+ * of a program's own has a row for it or never comes there. 0, or DIAG_E_INVAL with
+ * DIAG_RX_STATE_BROKEN stored for a null table, a state beyond it or an event that the state does
+ * not have. */
 DIAG_API uint32_t state_traversal(const rx_stateinfo *info, uint32_t *state, uint32_t event,
                                   tool_info *ctx, void *arg);
 
@@ -371,8 +377,9 @@ DIAG_API uint32_t deque_tool_request(tool_info *queue, uint32_t transac_id);
 DIAG_API uint32_t deque_tool_response(tool_info *queue, uint32_t transac_id);
 
 /* Notes the outcome of a queued request; of any other it is dropped. Flags of the same request add
- * up, the data is replaced; a new outcome replaces the whole receive queue. Takes over `data`, also
- * when it fails. Takes both locks, one after the other. 0, or DIAG_E_NOMEM. */
+ * up, and its data is replaced by `data` when there is any; a new outcome replaces the whole
+ * receive queue. Takes over `data`, also when it fails. Takes both locks, one after the other. 0,
+ * or DIAG_E_NOMEM. */
 DIAG_API uint32_t enqueue_rx_queues(tool_info *queue, uint8_t status, uint32_t transac_id,
                                     uint8_t *data, uint32_t data_len);
 

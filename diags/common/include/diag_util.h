@@ -109,7 +109,8 @@ DIAG_API void waitfor_timeout(timer_t timer_id, double seconds);
  * is passed over. */
 DIAG_API void timeout_update(tool_info *ctx);
 
-/* Stores the time of day as the context's last receive time. Answers 1. */
+/* Stores the time of day as the context's last receive time. A null context is passed over. Answers
+ * 1. */
 DIAG_API int update_time(tool_info *ctx);
 
 /* ---- features that this library does not have: each answers 0 ---- */

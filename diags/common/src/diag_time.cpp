@@ -60,6 +60,8 @@ void timeout_update(tool_info *ctx) {
 }
 
 int update_time(tool_info *ctx) {
-    gettimeofday(&ctx->last_rx_time, nullptr);
+    if (ctx != nullptr) {
+        gettimeofday(&ctx->last_rx_time, nullptr);
+    }
     return 1;
 }

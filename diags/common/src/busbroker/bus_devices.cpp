@@ -22,24 +22,40 @@ constexpr uint32_t kPriority = 0;
 // Longest text that an answer can carry, and its NUL.
 constexpr size_t kLongestAnswer = 65536;
 
-// The record's texts of an attempt that failed; the next attempt builds its own.
-void drop_data_texts(busbroker_req *req) {
-    std::free(req->actual_data);
-    std::free(req->support_data);
-    req->actual_data = req->support_data = nullptr;
-}
+// The data texts of an attempt. Whatever the record held before is its owner's; the last attempt
+// leaves its own in the record, as a request does.
+class AttemptTexts {
+  public:
+    explicit AttemptTexts(busbroker_req *req) : req_(req) { forget(); }
+
+    void drop() {
+        if (req_ != nullptr) {
+            std::free(req_->actual_data);
+            std::free(req_->support_data);
+            forget();
+        }
+    }
+
+  private:
+    void forget() {
+        if (req_ != nullptr) {
+            req_->actual_data = req_->support_data = nullptr;
+        }
+    }
+
+    busbroker_req *req_;
+};
 
 // Makes `attempt` until it succeeds, ten times at most, waiting after each failure.
 template <typename Attempt>
 bool try_until_given(busbroker_req *req, timer_t wait_ctx, double pause_seconds, Attempt attempt) {
+    AttemptTexts texts(req);
     for (int left = kAttempts; left > 0; left--) {
+        texts.drop();
         if (attempt() == 0) {
             return true;
         }
         waitfor_timeout(wait_ctx, pause_seconds);
-        if (left > 1 && req != nullptr) {
-            drop_data_texts(req);
-        }
     }
     return false;
 }

@@ -73,7 +73,7 @@ int32_t mux_kind(const char *mux_type) {
 uint32_t check_add_mux_entry(if_slot *slot, devid_record *record, const char *name,
                              uint32_t interface_no, mux_tree_node **node, uint8_t is_leaf,
                              uint8_t is_daemon, devid_proc_info *proc_info) {
-    if (slot == nullptr || record == nullptr || name == nullptr || node == nullptr) {
+    if (slot == nullptr || record == nullptr || name == nullptr) {
         DIAG_ERROR("Pointers received are NULL \n");
         return DIAG_E_INVAL;
     }
@@ -95,7 +95,9 @@ uint32_t check_add_mux_entry(if_slot *slot, devid_record *record, const char *na
             return DIAG_E_NOMEM;
         }
     }
-    *node = found.node;
+    if (node != nullptr) {
+        *node = found.node;
+    }
     if (is_leaf == 0 || found.match == Match::kByDevice) {
         return 0;
     }

@@ -117,7 +117,7 @@ uint32_t calculate_req_len_in_ascii(const busbroker_req *req) {
 }
 
 uint32_t frame_ascii_request(const busbroker_req *req, char *buf, int size) {
-    if (!is_frameable(req, size)) {
+    if (!is_frameable(req, size) || buf == nullptr) {
         return 0;
     }
     TextWriter text(buf, static_cast<size_t>(size));
@@ -147,6 +147,9 @@ uint32_t frame_ascii_request(const busbroker_req *req, char *buf, int size) {
 }
 
 uint32_t calculate_crc(const busbroker_req *req) {
+    if (req == nullptr) {
+        return 0;
+    }
     Crc crc;
     crc.add(req->tool_id);
     crc.add(req->inst_id);

@@ -22,9 +22,10 @@ constexpr size_t kMostBytes = sizeof(tool_info::rx_buf) - 1;
 pthread_mutex_t receivers_lock = PTHREAD_MUTEX_INITIALIZER;
 Receiver *receivers = nullptr;
 
-// No datagram, for now, is as good as an interrupted call.
-bool is_worth_another_look(int error) {
-    return error == EINTR || error == EAGAIN || error == EWOULDBLOCK;
+// Where nobody meant to wait, no datagram is no failure.
+bool is_worth_another_look(int error, int flags) {
+    const bool has_waited = (flags & MSG_DONTWAIT) == 0;
+    return error == EINTR || (!has_waited && (error == EAGAIN || error == EWOULDBLOCK));
 }
 
 uint32_t receive_into_buffer(tool_info &client, int flags) {
@@ -36,11 +37,12 @@ uint32_t receive_into_buffer(tool_info &client, int flags) {
         return DIAG_E_INVAL;
     }
     if (received < 0) {
-        if (is_worth_another_look(errno)) {
+        const int error = errno;
+        if (is_worth_another_look(error, flags)) {
             return 0;
         }
         DIAG_ERROR_IN("receive_from_socket",
-                      "Error while rx data from socket , failed with err code %d\n", errno);
+                      "Error while rx data from socket , failed with err code %d\n", error);
         return DIAG_E_INVAL;
     }
     client.rx_len = static_cast<uint32_t>(received);

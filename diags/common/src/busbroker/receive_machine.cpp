@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The walker of state tables, and what drives it over a datagram.
+#include <algorithm>
+#include <iterator>
+
 #include "busbroker.h"
 #include "diag_util.h"
 
@@ -22,14 +25,16 @@ void leave(const rx_state_row &row, tool_info *ctx) {
     }
 }
 
-// The row of a state, or null after its message. The count itself is accepted as a number but has
-// no row.
+// The row of a state, or null after its message. The count itself is accepted: a table may have a
+// row behind those that it counts. Ours has none.
 const rx_state_row *find_row(const rx_stateinfo &info, uint32_t state) {
     if (state > info.state_count) {
         diag_print(1, "Invalid state rx as current state\n");
         return nullptr;
     }
-    if (info.rows == nullptr || state == info.state_count) {
+    const bool is_behind_ours = info.rows == bus_broker_rxdata_state_table &&
+                                state >= std::size(bus_broker_rxdata_state_table);
+    if (info.rows == nullptr || is_behind_ours) {
         diag_print(0, "State table pointer to set to NULL\n");
         return nullptr;
     }
@@ -76,18 +81,18 @@ Step run_row(const rx_state_row &row, uint32_t state, uint32_t event, tool_info 
 class Progress {
   public:
     Progress(const tool_info &ctx, const rx_stateinfo &info)
-        : idle_steps_allowed_(2 * uint64_t{info.state_count} + 2), at_(ctx.rx_idx) {}
+        : idle_steps_allowed_(2 * uint64_t{info.state_count} + 2), furthest_(ctx.rx_idx) {}
 
     bool goes_on(const tool_info &ctx) {
-        idle_steps_ = ctx.rx_idx == at_ ? idle_steps_ + 1 : 0;
-        at_ = ctx.rx_idx;
+        idle_steps_ = ctx.rx_idx <= furthest_ ? idle_steps_ + 1 : 0;
+        furthest_ = std::max(furthest_, ctx.rx_idx);
         return idle_steps_ <= idle_steps_allowed_;
     }
 
   private:
     uint64_t idle_steps_allowed_;
     uint64_t idle_steps_ = 0;
-    uint32_t at_;
+    uint32_t furthest_;
 };
 
 }  // namespace

@@ -107,12 +107,11 @@ bool start_record(tool_info &ctx) {
 }  // namespace
 
 uint32_t busbroker_rx_complt_curnt_state_data(tool_info *ctx) {
-    if (ctx == nullptr) {
+    if (ctx == nullptr || ctx->rx_idx > ctx->rx_len) {
         return DIAG_RX_MORE;
     }
     const uint32_t wanted = ctx->field_len > ctx->field_pos ? ctx->field_len - ctx->field_pos : 0;
-    const uint32_t there = ctx->rx_len > ctx->rx_idx ? ctx->rx_len - ctx->rx_idx : 0;
-    const uint32_t taken = std::min(wanted, there);
+    const uint32_t taken = std::min(wanted, ctx->rx_len - ctx->rx_idx);
     if (ctx->field_buf != nullptr) {
         const std::span<const char> span(ctx->rx_buf + ctx->rx_idx, taken);
         ctx->field_cnt += keep_text(span, ctx->field_buf + ctx->field_cnt);

@@ -14,8 +14,12 @@ namespace {
 // How long the thread leaves the socket to a caller that receives its answers itself.
 constexpr int kNapMilliseconds = 2;
 
-// Waits with cancellation possible; errors of the socket are left to the receiving.
+// Waits with cancellation possible; errors of the socket are left to the receiving. poll would wait
+// for ever where there is no descriptor.
 void wait_for_datagram(int fd) {
+    if (fd < 0) {
+        return;
+    }
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
     pollfd readable{fd, POLLIN, 0};
     poll(&readable, 1, -1);

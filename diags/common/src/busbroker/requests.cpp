@@ -42,6 +42,10 @@ uint32_t request_busbroker(busbroker_req *req, tool_info *ctx, const char *dev_i
     if (status != 0) {
         return status;
     }
+    if (ctx == nullptr) {
+        DIAG_ERROR("NULL pointers received as inputs\n");
+        return DIAG_E_INVAL;
+    }
     uint32_t length = 0;
     diag::Owned<char> frame = make_frame(*req, length, status);
     if (frame == nullptr) {

@@ -14,6 +14,20 @@ namespace {
 
 constexpr char kCreateSocket[] = "create_socket";
 
+// The error of a call, which is errno again at the end of the scope: messages may change it.
+class ErrnoKeeper {
+  public:
+    ErrnoKeeper() = default;
+    ErrnoKeeper(const ErrnoKeeper &) = delete;
+    ErrnoKeeper &operator=(const ErrnoKeeper &) = delete;
+    ~ErrnoKeeper() { errno = error_; }
+
+    int error() const { return error_; }
+
+  private:
+    int error_ = errno;
+};
+
 const sockaddr *generic(const sockaddr_in &address) {
     return reinterpret_cast<const sockaddr *>(&address);
 }
@@ -28,10 +42,20 @@ void fill_address(socket_cfg &cfg, int family) {
 
 bool connect_socket(int fd, const socket_cfg &cfg) {
     if (connect(fd, generic(cfg.addr), sizeof cfg.addr) == -1) {
-        diag_print(1, "Socket connect fail with err code [%d]\n", errno);
+        const ErrnoKeeper keeper;
+        diag_print(1, "Socket connect fail with err code [%d]\n", keeper.error());
         return false;
     }
     diag_print(3, "Socket connected \n");
+    return true;
+}
+
+// An unusable text would become the broadcast address, to which a socket can be bound.
+bool set_address(socket_cfg &cfg) {
+    if (inet_aton(cfg.ip, &cfg.addr.sin_addr) == 0) {
+        errno = EINVAL;
+        return false;
+    }
     return true;
 }
 
@@ -41,9 +65,9 @@ bool bind_socket(int fd, socket_cfg &cfg) {
         return false;
     }
     diag_print(3, "Binding to IP: %s, Port:%d\n", cfg.ip, cfg.PortNo);
-    cfg.addr.sin_addr.s_addr = inet_addr(cfg.ip);
-    if (bind(fd, generic(cfg.addr), sizeof cfg.addr) == -1) {
-        diag_print(3, "Socket bind failure with err code  [%d]\n", errno);
+    if (!set_address(cfg) || bind(fd, generic(cfg.addr), sizeof cfg.addr) == -1) {
+        const ErrnoKeeper keeper;
+        diag_print(3, "Socket bind failure with err code  [%d]\n", keeper.error());
         return false;
     }
     diag_print(3, "Socket binding successful\n");
@@ -74,6 +98,7 @@ uint32_t create_socket(socket_cfg *cfg, int *fd, int connect) {
     const int type = cfg->is_udp != 0 ? SOCK_DGRAM : SOCK_STREAM;
     diag::UniqueFd made(socket(family, type | SOCK_CLOEXEC, 0));
     if (made.get() == -1) {
+        const ErrnoKeeper keeper;
         DIAG_ERROR("Socket creation error \n");
         return DIAG_E_INVAL;
     }
@@ -109,7 +134,8 @@ uint32_t create_sock_threads(const pthread_attr_t *tx_attr, const pthread_attr_t
     }
     if (create_socket(&ctx->sock_cfg, &ctx->sock_fd, connect) != 0) {
         // The tool's number is the second one of the text; logs are searched for it there.
-        DIAG_ERROR("Socket creation failed for the tool id = %d & inst id = %d\n", errno,
+        const int error = errno;
+        DIAG_ERROR("Socket creation failed for the tool id = %d & inst id = %d\n", error,
                    ctx->tool_id);
         return DIAG_E_INVAL;
     }

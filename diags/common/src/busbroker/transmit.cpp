@@ -44,8 +44,8 @@ bool send_frame(const tool_info &client, const tx_entry &entry) {
     do {
         const ssize_t sent = sendto(client.sock_fd, entry.frame, left, MSG_NOSIGNAL,
                                     reinterpret_cast<const sockaddr *>(&address), sizeof address);
-        if (sent == -1 && errno != EINTR) {
-            DIAG_ERROR_IN(kThread, "Error while trying to send data with errcode %d\n", errno);
+        if (const int error = errno; sent == -1 && error != EINTR) {
+            DIAG_ERROR_IN(kThread, "Error while trying to send data with errcode %d\n", error);
             return false;
         }
         left -= sent > 0 ? static_cast<size_t>(sent) : 0;

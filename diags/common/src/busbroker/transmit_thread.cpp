@@ -45,6 +45,11 @@ void look_at_queue(tool_info &client, diag::Transmitter &transmitter) {
     }
 }
 
+// Others register and end their registrations meanwhile.
+time_out_call *load(time_out_call *const &link) {
+    return __atomic_load_n(&link, __ATOMIC_ACQUIRE);
+}
+
 void silence(time_out_call &call) {
     __atomic_store_n(&call.fn, nullptr, __ATOMIC_RELEASE);
 }
@@ -61,8 +66,9 @@ class TickRegistration {
 
     // Nothing is taken out of the list, which a tick may be walking.
     ~TickRegistration() {
-        for (time_out_call *call = time_out_calls_list.type1; call != nullptr; call = call->next) {
-            if (call->fn == tick() && call->arg == &client_) {
+        for (time_out_call *call = load(time_out_calls_list.type1); call != nullptr;
+             call = load(call->next)) {
+            if (__atomic_load_n(&call->fn, __ATOMIC_ACQUIRE) == tick() && call->arg == &client_) {
                 silence(*call);
             }
         }
