@@ -39,6 +39,9 @@ void BoardSession::start() {
 }
 
 ModuleSearch module_search(const Options &options, BoardSession &board) {
+    if (!options.broker.empty()) {
+        return {false, {}, "through the bus broker"};
+    }
     return {!options.dry_run, [&board] { board.start(); }};
 }
 

@@ -24,7 +24,8 @@ class BoardSession {
     bool is_started_ = false;
 };
 
-// Cards are looked for on the board of the session, and not at all in a dry run.
+// Cards are looked for on the board of the session, and not at all in a dry run or where the bus
+// broker has the board: the tools that look would pass it by.
 ModuleSearch module_search(const Options &options, BoardSession &board);
 
 }  // namespace diag::diagctl

@@ -30,6 +30,7 @@ constexpr const char kMainFooter[] =
     "  diagctl tree board.xml\n"
     "  diagctl --board router.board read router.xml SYSCPLD\n"
     "  diagctl --board router.board write router.xml SYSCPLD.CTRL.LED blink\n"
+    "  diagctl --broker read router.xml SYSCPLD\n"
     "\n"
     "Exit status: 0 done, 1 something differs, 2 usage, 3 bad description or board file,\n"
     "4 not permitted, 5 no such chip or register, 6 the access failed, 7 busy, 8 timed out,\n"
@@ -64,6 +65,12 @@ constexpr const char kConvertFooter[] =
     "Examples:\n"
     "  diagctl convert router.xml --to text\n"
     "  diagctl convert router.xml --to text --output router.txt";
+
+constexpr const char kBrokerFooter[] =
+    "ping measures round trips, status tells who uses the board, who holds what and who waits.\n"
+    "Examples:\n"
+    "  diagctl broker ping --count 3\n"
+    "  diagctl --broker=127.0.0.1:7811 broker status";
 
 constexpr const char kRunFooter[] =
     "diagctl --board BOARDFILE run -- COMMAND [ARG...]\n"
@@ -119,6 +126,12 @@ void describe_convert(CLI::App &command, Options &options) {
         ->type_name("OUTPUT");
 }
 
+void describe_broker(CLI::App &command, Options &options) {
+    command.add_option("ACTION", options.broker_action, "ping or status")->required();
+    command.add_option("--count", options.count, "Pings to send")->check(CLI::Range(1, 100000));
+    add_json(command, options);
+}
+
 // Its words stand behind "--" and are none of the parser's.
 void describe_run(CLI::App &, Options &) {}
 
@@ -130,7 +143,7 @@ struct Command {
     Outcome (*run)(const Options &options);
 };
 
-constexpr std::array<Command, 6> kCommands{{
+constexpr std::array<Command, 7> kCommands{{
     {"tree", "Draw the chips with their buses and muxes", kTreeFooter, describe_tree, run_tree},
     {"regs", "List the registers of a chip", kRegsFooter, describe_regs, run_regs},
     {"read", "Read registers and decode their fields", kReadFooter, describe_read, run_read},
@@ -138,6 +151,8 @@ constexpr std::array<Command, 6> kCommands{{
      run_write},
     {"convert", "Write a description in another form", kConvertFooter, describe_convert,
      run_convert},
+    {"broker", "Ask the bus broker whether it is there, and what it does", kBrokerFooter,
+     describe_broker, run_broker},
     {"run", "Run a program whose tools work on the simulated board", kRunFooter, describe_run,
      run_run},
 }};
@@ -148,6 +163,10 @@ void describe_program(CLI::App &app, Options &options) {
     auto *board = app.add_option("--board", options.board, "Simulated board to run against")
                       ->type_name("BOARDFILE");
     app.add_flag("--fresh", options.fresh, "Power the simulated board up anew")->needs(board);
+    app.add_flag("--broker", options.broker,
+                 "Go through the bus broker, at $DIAG_BROKER or 127.0.0.1:7811 unless HOST:PORT "
+                 "is given")
+        ->option_text("[=HOST:PORT]");
     app.add_flag("-v,--verbose", options.verbosity,
                  "Show what the library and the tools say; repeat for more");
     add_json(app, options);
@@ -227,9 +246,26 @@ void require_consistent_conversion(const Options &options) {
     }
 }
 
+void require_consistent_broker(const Options &options) {
+    if (!options.board.empty()) {
+        fail(kExitUsage, "broker has no --board: the bus broker has its board");
+    }
+    if (options.broker_action != "ping" && options.broker_action != "status") {
+        fail(kExitUsage,
+             "broker knows no \"{}\", it is one of ping, status; see diagctl broker --help",
+             one_line(options.broker_action));
+    }
+}
+
 void require_consistent(const CommandLine &line) {
     if (line.command == "convert") {
         require_consistent_conversion(line.options);
+    }
+    if (!line.options.broker.empty() && !line.options.board.empty()) {
+        fail(kExitUsage, "--board and --broker exclude each other: the bus broker has its board");
+    }
+    if (line.command == "broker") {
+        require_consistent_broker(line.options);
     }
     if (line.command != "run") {
         return;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
+#include <memory>
 #include <vector>
 
 #include "diags/diagctl/access_rules.h"
@@ -10,7 +11,7 @@
 #include "diags/diagctl/description.h"
 #include "diags/diagctl/json_view.h"
 #include "diags/diagctl/lookup.h"
-#include "diags/diagctl/register_access.h"
+#include "diags/diagctl/register_port.h"
 #include "diags/diagctl/register_text.h"
 
 namespace diag::diagctl {
@@ -70,15 +71,16 @@ std::vector<std::string> remarks_on(const Target &target, const ReadPlan &plan) 
     return remarks;
 }
 
-std::vector<RegisterReading> read_all(const Chip &chip, const ReadPlan &plan, int verbosity) {
+std::vector<RegisterReading> read_all(const Chip &chip, const ReadPlan &plan,
+                                      const Options &options) {
     std::vector<RegisterReading> readings;
     if (plan.registers.empty()) {
         return readings;
     }
-    RegisterAccess access(verbosity);
-    access.select(chip);
+    const std::unique_ptr<RegisterPort> port = make_port(options);
+    port->select(chip);
     for (const reg_def *reg : plan.registers) {
-        readings.emplace_back(*reg, access.read(chip, *reg));
+        readings.emplace_back(*reg, port->read(chip, *reg));
     }
     return readings;
 }
@@ -123,7 +125,7 @@ Outcome run_read(const Options &options) {
         fail(kExitNoDevice, "chip \"{}\" has no registers in its description", target.chip->label);
     }
     board.start();
-    const auto readings = read_all(*target.chip, plan, options.verbosity);
+    const auto readings = read_all(*target.chip, plan, options);
     Outcome outcome;
     outcome.data = options.json ? read_json(target, description.path(), readings, plan)
                                 : read_text(target, readings);

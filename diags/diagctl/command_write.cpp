@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
+#include <memory>
 
 #include "diags/diagctl/access_rules.h"
 #include "diags/diagctl/board_session.h"
@@ -8,7 +9,7 @@
 #include "diags/diagctl/decode.h"
 #include "diags/diagctl/description.h"
 #include "diags/diagctl/lookup.h"
-#include "diags/diagctl/register_access.h"
+#include "diags/diagctl/register_port.h"
 #include "diags/diagctl/value_name.h"
 #include "diags/diagctl/write_plan.h"
 #include "diags/diagctl/write_report.h"
@@ -29,21 +30,26 @@ void require_writable(const Target &target) {
     }
 }
 
-std::uint32_t read_value(RegisterAccess &access, const Target &target) {
-    return value_of_bytes(access.read(*target.chip, *target.reg));
+// The register's whole new value. For a field that takes a reading, which is the first half of the
+// write.
+std::uint32_t value_to_write(RegisterPort &port, const WritePlan &plan) {
+    const Target &target = plan.target;
+    if (!target.field) {
+        return plan.value;
+    }
+    const std::uint32_t old = value_of_bytes(port.read_to_modify(*target.chip, *target.reg));
+    return modified_value(*target.reg, *target.field, old, plan.value);
 }
 
-WriteResult carry_out(const WritePlan &plan, int verbosity) {
+WriteResult carry_out(const WritePlan &plan, const Options &options) {
     const Target &target = plan.target;
-    RegisterAccess access(verbosity);
-    access.select(*target.chip);
+    const std::unique_ptr<RegisterPort> port = make_port(options);
+    port->select(*target.chip);
     WriteResult result;
-    result.written = target.field ? modified_value(*target.reg, *target.field,
-                                                   read_value(access, target), plan.value)
-                                  : plan.value;
-    access.write(*target.chip, *target.reg, result.written);
+    result.written = value_to_write(*port, plan);
+    port->write(*target.chip, *target.reg, result.written);
     if (plan.compared_bits != 0) {
-        result.read_back = read_value(access, target);
+        result.read_back = value_of_bytes(port->read(*target.chip, *target.reg));
     }
     return result;
 }
@@ -58,11 +64,10 @@ Outcome run_write(const Options &options) {
     const WritePlan plan = plan_write(target, parse_value(target, options.value));
     Outcome outcome;
     if (options.dry_run) {
-        outcome = report_dry_run(plan, description.path(), options.json);
+        outcome = report_dry_run(plan, description.path(), options);
     } else {
         board.start();
-        outcome = report_write(plan, carry_out(plan, options.verbosity), description.path(),
-                               options.json);
+        outcome = report_write(plan, carry_out(plan, options), description.path(), options.json);
     }
     outcome.remarks.insert(outcome.remarks.begin(), description.remarks().begin(),
                            description.remarks().end());

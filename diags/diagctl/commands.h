@@ -12,6 +12,7 @@ Outcome run_regs(const Options &options);
 Outcome run_read(const Options &options);
 Outcome run_write(const Options &options);
 Outcome run_convert(const Options &options);
+Outcome run_broker(const Options &options);
 [[noreturn]] Outcome run_run(const Options &options);  // becomes the program
 
 }  // namespace diag::diagctl

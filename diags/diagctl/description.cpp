@@ -10,13 +10,13 @@
 #include <string_view>
 
 #include "diags/description/free_device_tree.h"
+#include "diags/description/shared_pipes.h"
 #include "diags/diagctl/captured_output.h"
 #include "diags/diagctl/cli_error.h"
 #include "diags/diagctl/description_check.h"
 #include "diags/diagctl/description_file.h"
 #include "diags/diagctl/interruption.h"
 #include "diags/diagctl/library_call.h"
-#include "diags/diagctl/shared_pipes.h"
 #include "diags/diagctl/text.h"
 #include "diags/diagctl/text_description_check.h"
 
@@ -135,7 +135,8 @@ void Description::load_text(const std::string &text, int verbosity, const Module
              library_error(loaded.messages, "the description cannot be loaded"));
     }
     if (has_modules_) {
-        remarks_.push_back(path_ + ": optional modules are not looked for in a dry run");
+        remarks_.push_back(
+            fmt::format("{}: optional modules are not looked for {}", path_, search.circumstances));
     }
 }
 
@@ -143,7 +144,7 @@ void Description::load_with_modules(int verbosity, const ModuleSearch &search) {
     if (search.prepare) {
         search.prepare();
     }
-    const SharedPipesTurn turn;
+    const description::SharedPipesTurn turn;
     InterruptWatch watch;
     const LoadedText loaded = load_lines(path_, head_, verbosity);
     if (watch.interrupted()) {

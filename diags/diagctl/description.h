@@ -25,6 +25,7 @@ struct Chip {
 struct ModuleSearch {
     bool allowed = true;            // else no tool is run and no card is found
     std::function<void()> prepare;  // called before the tools are run, and only then; may be empty
+    const char *circumstances = "in a dry run";  // in which they are not looked for
 };
 
 class Description {

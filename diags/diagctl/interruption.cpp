@@ -7,9 +7,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "diags/broker/farewell.h"
+#include "diags/description/shared_pipes.h"
 #include "diags/diagctl/answer_pipe.h"
 #include "diags/diagctl/captured_output.h"
-#include "diags/diagctl/shared_pipes.h"
 #include "diags/exit_status.h"
 
 // Defined in a program that is built with a sanitizer: its report, too, must not end in a capture.
@@ -21,8 +22,9 @@ namespace {
 
 void end_interrupted(int) {
     constexpr char kLine[] = "diagctl: interrupted\n";
+    broker::say_farewell();
     remove_answer_pipe();
-    remove_shared_pipes();
+    description::remove_shared_pipes();
     [[maybe_unused]] const ssize_t told = write(real_standard_error(), kLine, sizeof kLine - 1);
     _exit(kExitInterrupted);
 }
@@ -30,7 +32,7 @@ void end_interrupted(int) {
 void clean_up_dying_process() {
     relay_captured_output();
     remove_answer_pipe();
-    remove_shared_pipes();
+    description::remove_shared_pipes();
 }
 
 // The signal is blocked in its handler, and its own action is back: what is raised here ends the

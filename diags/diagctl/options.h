@@ -13,6 +13,7 @@ namespace diag::diagctl {
 struct Options {
     std::string board;  // simulated board to run against; empty: the machine's own tools
     bool fresh = false;
+    std::string broker;  // bus broker to go through, HOST:PORT or kUsualBroker; empty: none
     int verbosity = 0;
     bool json = false;
 
@@ -24,6 +25,8 @@ struct Options {
     std::string form;                  // convert: what to convert to
     std::string output;                // convert: file to write; empty: standard output
     std::vector<std::string> program;  // run
+    std::string broker_action;         // broker: "ping" or "status"
+    unsigned count = 1;                // broker ping
 };
 
 // How a command ends when it does not fail: with data for standard output and remarks for

@@ -6,11 +6,11 @@
 #include <optional>
 #include <vector>
 
+#include "diags/description/shared_pipes.h"
 #include "diags/diagctl/cli_error.h"
 #include "diags/diagctl/library_call.h"
 #include "diags/diagctl/lookup.h"
 #include "diags/diagctl/register_route.h"
-#include "diags/diagctl/shared_pipes.h"
 
 namespace diag::diagctl {
 namespace {
@@ -40,7 +40,7 @@ void RegisterAccess::select(const Chip &chip) {
 }
 
 void RegisterAccess::set(MuxStep &mux) {
-    std::optional<SharedPipesTurn> turn;
+    std::optional<description::SharedPipesTurn> turn;
     if (mux.kind->modifies) {
         turn.emplace();
     }

@@ -15,21 +15,21 @@
 #include "diags/diagctl/description.h"
 #include "diags/diagctl/interruption.h"
 #include "diags/diagctl/mux_steps.h"
+#include "diags/diagctl/register_port.h"
 #include "diags/diagctl/tool_failure.h"
 
 namespace diag::diagctl {
 
-// Accesses for real, on every bus that a tool program reaches. Every failure throws CliError:
-// those of make_route() and mux_steps(), else 6 unless the tool knows better, 130 for an
-// interrupted tool.
-class RegisterAccess {
+// Accesses by tool programs, on every bus that one reaches. Failures are those of make_route() and
+// mux_steps(), else 6 unless the tool knows better, 130 for an interrupted tool.
+class RegisterAccess : public RegisterPort {
   public:
     // `verbosity` not 0: what the library and the tools say goes to standard error as well.
     explicit RegisterAccess(int verbosity) : verbosity_(verbosity) {}
 
-    void select(const Chip &chip);
-    RegisterBytes read(const Chip &chip, const reg_def &reg);
-    void write(const Chip &chip, const reg_def &reg, std::uint32_t value);
+    void select(const Chip &chip) override;
+    RegisterBytes read(const Chip &chip, const reg_def &reg) override;
+    void write(const Chip &chip, const reg_def &reg, std::uint32_t value) override;
 
   private:
     void set(MuxStep &mux);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "diags/diagctl/access_rules.h"
+#include "diags/diagctl/broker_preview.h"
 #include "diags/diagctl/decode.h"
 #include "diags/diagctl/json_view.h"
 #include "diags/diagctl/preview.h"
@@ -166,10 +167,11 @@ Outcome report_write(const WritePlan &plan, const WriteResult &result, const std
     return outcome;
 }
 
-Outcome report_dry_run(const WritePlan &plan, const std::string &file, bool json) {
-    const std::vector<PreviewStep> steps = dry_run_steps(plan);
+Outcome report_dry_run(const WritePlan &plan, const std::string &file, const Options &options) {
+    const std::vector<PreviewStep> steps =
+        options.broker.empty() ? dry_run_steps(plan) : preview_broker_write(plan);
     Outcome outcome;
-    outcome.data = json ? dry_run_json(plan, steps, file) : dry_run_text(steps);
+    outcome.data = options.json ? dry_run_json(plan, steps, file) : dry_run_text(steps);
     return outcome;
 }
 

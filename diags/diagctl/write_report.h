@@ -14,8 +14,8 @@ namespace diag::diagctl {
 Outcome report_write(const WritePlan &plan, const WriteResult &result, const std::string &file,
                      bool json);
 
-// The steps that the write would take. Runs nothing.
-Outcome report_dry_run(const WritePlan &plan, const std::string &file, bool json);
+// The steps that the write would take, the way that `options` want it. Runs nothing.
+Outcome report_dry_run(const WritePlan &plan, const std::string &file, const Options &options);
 
 }  // namespace diag::diagctl
 

@@ -9,7 +9,7 @@ const char kAccessHelp[] =
     R"(  --pipe=FIFO        write what was read into FIFO, which somebody must have open for reading;
                      without it, it is printed
   --busbroker, --busbroker_req
-                     go through the bus broker (none is set up yet: exit status 5)
+                     go through the bus broker at $DIAG_BROKER (HOST:PORT, 127.0.0.1:7811)
   --help, --version
 
 --get is the same as --read, --set the same as --write. Numbers are 0x... or decimal.
@@ -18,7 +18,7 @@ const char kAccessHelp[] =
 const char kBoardHelp[] = R"(
 The board is the one whose running state file DIAG_BOARD names.
 Exit status: 0 done, 2 usage, 3 unusable state file, 4 not permitted, 5 no such bus or no board,
-6 no answer or access failed, 7 board held by another program, 8 timed out.
+6 no answer or access failed, 7 held by another program, 8 timed out or no bus broker.
 )";
 
 namespace {

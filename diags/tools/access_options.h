@@ -15,10 +15,19 @@
 
 namespace diag::tools {
 
+// A tool and its command line, argv as main() has it.
+struct ToolCommand {
+    const char *tool = "";
+    char **arguments = nullptr;
+};
+
 struct AccessOptions {
+    explicit AccessOptions(const ToolCommand &given) : command(given) {}
+
+    ToolCommand command;
     bool read = false;
     bool write = false;
-    const char *broker_option = nullptr;  // as it was given
+    bool through_broker = false;
     const char *pipe_path = nullptr;
 };
 
@@ -30,18 +39,8 @@ inline constexpr auto kAccessRows = std::to_array<OptionRow<Options>>({
     {"write", no_argument, set_flag<&AccessOptions::write>, ""},
     {"set", no_argument, set_flag<&AccessOptions::write>, ""},
     {"pipe", required_argument, set_path<&AccessOptions::pipe_path>, "a path"},
-    {"busbroker", no_argument,
-     [](Options *options, const char *) {
-         options->broker_option = "--busbroker";
-         return true;
-     },
-     ""},
-    {"busbroker_req", no_argument,
-     [](Options *options, const char *) {
-         options->broker_option = "--busbroker_req";
-         return true;
-     },
-     ""},
+    {"busbroker", no_argument, set_flag<&AccessOptions::through_broker>, ""},
+    {"busbroker_req", no_argument, set_flag<&AccessOptions::through_broker>, ""},
 });
 
 // The part of the help that belongs to these rows; the tool's own part stands before it.
@@ -54,7 +53,8 @@ inline constexpr size_t kMaxData = 65536;
 
 // An access to several bytes.
 struct DataOptions : AccessOptions {
-    explicit DataOptions(std::span<uint8_t> buffer) : room(buffer) {}
+    DataOptions(const ToolCommand &given, std::span<uint8_t> buffer)
+        : AccessOptions(given), room(buffer) {}
 
     // What is written, or the room for what is read.
     std::span<uint8_t> data() const { return room.first(size); }

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 // gpiotool: the level of one GPIO line.
+#include <cstdio>
+
 #include "diags/tools/run_access.h"
+#include "diags/tools/tools.h"
 
 namespace diag::tools {
 namespace {
@@ -26,6 +29,7 @@ Examples:
 constexpr const char *kHelp[] = {kUsage, kAccessHelp, kBoardHelp, kExamples};
 
 struct GpioOptions : AccessOptions {
+    using AccessOptions::AccessOptions;
     std::optional<uint64_t> chip;
     std::optional<uint64_t> line;
     std::optional<uint64_t> level;
@@ -55,43 +59,43 @@ std::optional<ExitStatus> parse(int argc, char **argv, GpioOptions *options) {
     return check_operation(*options, options->level.has_value());
 }
 
-ExitStatus access_result(board::Status status, unsigned chip, unsigned line) {
-    const ExitStatus exit_status = exit_status_of(status);
+ExitStatus access_result(const ToolBoard &board, board::Status status, unsigned chip,
+                         unsigned line) {
     switch (status) {
         case board::Status::kOk:
             return kExitDone;
         case board::Status::kNotSupported:
-            return report(exit_status, "GPIO: %s", status_text(status));
+            return report_failure(board, status, "GPIO");
         case board::Status::kNoSuchBus:
-            return report(exit_status, "GPIO chip %u: no such chip", chip);
+            return report(exit_status_of(status), "GPIO chip %u: no such chip", chip);
         default:
-            return report(exit_status, "GPIO chip %u line %u: %s", chip, line, status_text(status));
+            break;
     }
+    char place[sizeof "GPIO chip 4294967295 line 4294967295"];
+    std::snprintf(place, sizeof place, "GPIO chip %u line %u", chip, line);
+    return report_failure(board, status, place);
 }
 
-ExitStatus run(int argc, char **argv) {
-    GpioOptions options;
+}  // namespace
+
+ExitStatus run_gpiotool(int argc, char **argv) {
+    GpioOptions options({"gpiotool", argv});
     if (const auto status = parse(argc, argv, &options)) {
         return *status;
     }
     const auto chip = static_cast<unsigned>(*options.chip);
     const auto line = static_cast<unsigned>(*options.line);
     uint8_t level = 0;
-    const auto access = [&](board::Board &board) {
+    const auto access = [&](const ToolBoard &board) {
         bool is_high = options.level == 1;
-        const board::Status status = options.read ? board.gpio_read(chip, line, &is_high)
-                                                  : board.gpio_write(chip, line, is_high);
+        const board::Status status = options.read ? board.buses.gpio_read(chip, line, &is_high)
+                                                  : board.buses.gpio_write(chip, line, is_high);
         level = is_high ? 1 : 0;
-        return access_result(status, chip, line);
+        return access_result(board, status, chip, line);
     };
     return run_access(options, {&level, 1}, access, [](std::span<const uint8_t> byte) {
         return print(byte[0] == 1 ? "1\n" : "0\n");
     });
 }
 
-}  // namespace
 }  // namespace diag::tools
-
-int main(int argc, char **argv) {
-    return diag::tools::run(argc, argv);
-}

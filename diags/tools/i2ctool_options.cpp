@@ -95,7 +95,7 @@ void split_glued_option(int argc, char **argv, I2cOptions *options) {
         const std::string_view argument = argv[i];
         if (argument.size() > kGlue.size() + 2 && argument.starts_with(kGlue) &&
             argument[kGlue.size()] == '-') {
-            options->broker_option = kGlue.data();
+            options->through_broker = true;
             argv[i] += kGlue.size();
         }
     }

@@ -8,7 +8,9 @@
 #include <unistd.h>
 
 #include "diags/board/number.h"
-#include "diags/tools/run_access.h"
+#include "diags/tools/direct_board.h"
+#include "diags/tools/report.h"
+#include "diags/tools/tools.h"
 
 namespace diag::tools {
 namespace {
@@ -161,8 +163,9 @@ ExitStatus run(std::span<char *const> arguments) {
 }
 
 }  // namespace
-}  // namespace diag::tools
 
-int main(int argc, char **argv) {
-    return diag::tools::run({argv + 1, static_cast<size_t>(std::max(argc - 1, 0))});
+ExitStatus run_ipmitool(int argc, char **argv) {
+    return run({argv + 1, static_cast<size_t>(std::max(argc - 1, 0))});
 }
+
+}  // namespace diag::tools

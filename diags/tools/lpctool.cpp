@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // lpctool: bytes in the address space of the LPC bus.
 #include "diags/tools/run_access.h"
+#include "diags/tools/tools.h"
 
 namespace diag::tools {
 namespace {
@@ -76,9 +77,11 @@ std::optional<ExitStatus> parse(int argc, char **argv, LpcOptions *options) {
         region_of(*options));
 }
 
-ExitStatus run(int argc, char **argv) {
+}  // namespace
+
+ExitStatus run_lpctool(int argc, char **argv) {
     std::array<uint8_t, kMaxData> buffer;
-    LpcOptions options(buffer);
+    LpcOptions options({"lpctool", argv}, buffer);
     if (const auto status = parse(argc, argv, &options)) {
         return *status;
     }
@@ -90,9 +93,4 @@ ExitStatus run(int argc, char **argv) {
     return run_region_access(options, "LPC", region_of(options), 1, transfer);
 }
 
-}  // namespace
 }  // namespace diag::tools
-
-int main(int argc, char **argv) {
-    return diag::tools::run(argc, argv);
-}

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "diags/tools/run_access.h"
+#include "diags/tools/tools.h"
 
 namespace diag::tools {
 namespace {
@@ -75,9 +76,11 @@ void reorder_items(const MemoryOptions &options) {
     }
 }
 
-ExitStatus run(int argc, char **argv) {
+}  // namespace
+
+ExitStatus run_memtool(int argc, char **argv) {
     std::array<uint8_t, kMaxData> buffer;
-    MemoryOptions options(buffer);
+    MemoryOptions options({"memtool", argv}, buffer);
     if (const auto status = parse(argc, argv, &options)) {
         return *status;
     }
@@ -96,9 +99,4 @@ ExitStatus run(int argc, char **argv) {
     return run_region_access(options, "memory", region_of(options), options.item_bytes, transfer);
 }
 
-}  // namespace
 }  // namespace diag::tools
-
-int main(int argc, char **argv) {
-    return diag::tools::run(argc, argv);
-}

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "diags/tools/run_access.h"
+#include "diags/tools/tools.h"
 
 namespace diag::tools {
 namespace {
@@ -30,8 +31,10 @@ constexpr auto kRows = std::to_array<OptionRow<AccessOptions>>({
     {"busbroker", no_argument, ignore, ""},
 });
 
-ExitStatus run(int argc, char **argv) {
-    AccessOptions options;
+}  // namespace
+
+ExitStatus run_nvramtool(int argc, char **argv) {
+    AccessOptions options({"nvramtool", argv});
     if (const auto status = parse_options(argc, argv, kRows, kHelp, &options)) {
         return *status;
     }
@@ -42,19 +45,12 @@ ExitStatus run(int argc, char **argv) {
         return *status;
     }
     std::array<uint8_t, board::kNvramSize> block;
-    const auto query = [&](board::Board &board) {
-        const board::Status status = board.nvram_read(block);
-        return status == board::Status::kOk
-                   ? kExitDone
-                   : report(exit_status_of(status), "NVRAM: %s", status_text(status));
+    const auto query = [&](const ToolBoard &board) {
+        const board::Status status = board.buses.nvram_read(block);
+        return status == board::Status::kOk ? kExitDone : report_failure(board, status, "NVRAM");
     };
     return run_access(options, block, query,
                       [](std::span<const uint8_t> bytes) { return print_hex(bytes); });
 }
 
-}  // namespace
 }  // namespace diag::tools
-
-int main(int argc, char **argv) {
-    return diag::tools::run(argc, argv);
-}

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "diags/tools/run_access.h"
+#include "diags/tools/tools.h"
 
 namespace diag::tools {
 namespace {
@@ -86,9 +87,11 @@ std::optional<ExitStatus> parse(int argc, char **argv, PciOptions *options) {
         region_of(*options));
 }
 
-ExitStatus run(int argc, char **argv) {
+}  // namespace
+
+ExitStatus run_pcitool(int argc, char **argv) {
     std::array<uint8_t, kSpaceSize> buffer;
-    PciOptions options(buffer);
+    PciOptions options({"pcitool", argv}, buffer);
     if (const auto status = parse(argc, argv, &options)) {
         return *status;
     }
@@ -106,9 +109,4 @@ ExitStatus run(int argc, char **argv) {
     return run_region_access(options, kind, region_of(options), 1, transfer);
 }
 
-}  // namespace
 }  // namespace diag::tools
-
-int main(int argc, char **argv) {
-    return diag::tools::run(argc, argv);
-}

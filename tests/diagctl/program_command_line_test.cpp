@@ -8,7 +8,7 @@ namespace {
 using CommandLine = DiagctlTest;
 
 TEST_F(CommandLine, HelpHasExamplesForEveryCommand) {
-    for (const char *command : {"tree", "regs", "read", "write", "convert", "run"}) {
+    for (const char *command : {"tree", "regs", "read", "write", "convert", "broker", "run"}) {
         const ProgramResult result = diagctl({command, "--help"});
         EXPECT_EQ(result.status, 0);
         EXPECT_NE(result.output.find("Example"), std::string::npos) << command;

@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "diags/diagctl/shared_pipes.h"
+#include "diags/description/shared_pipes.h"
 #include "tests/diagctl/diagctl_test.h"
 #include "tests/support/fake_tool.h"
 
@@ -133,7 +133,7 @@ TEST_F(Interrupting, ByATerminationLeavesNoneOfTheLibrarysPipesBehind) {
     EXPECT_TRUE(std::filesystem::exists("/tmp/pl_lpc_pipe"));
     kill(pid_, SIGTERM);
     EXPECT_EQ(wait_for_end(), 130);
-    const diagctl::SharedPipesTurn turn;  // else the pipe of another test may be there
+    const description::SharedPipesTurn turn;  // else the pipe of another test may be there
     EXPECT_FALSE(std::filesystem::exists("/tmp/pl_lpc_pipe"));
 }
 

@@ -12,7 +12,7 @@ nm -D --defined-only "$library" | awk '$2 != "A" {sub(/@.*/, "", $3); print $3}'
   sort >"$folder/exported"
 sed -n 's/^    \([A-Za-z0-9_]*\);$/\1/p' "$sources/libdiag_util.map" | sort >"$folder/listed"
 cat "$sources"/include/*.h | grep -v '#define' | tr '\n' ' ' | grep -oE 'DIAG_API [^(;]*[(;]' |
-  sed 's/.*[ *]\([A-Za-z0-9_]*\)[(;]$/\1/' | sort >"$folder/declared"
+  sed 's/.*[ *]\([A-Za-z0-9_]*\)\(\[[^]]*\]\)*[(;]$/\1/' | sort >"$folder/declared"
 
 [ -s "$folder/exported" ] || { echo "$library exports nothing"; exit 1; }
 diff "$folder/listed" "$folder/exported" || { echo "the version script and the library differ"; exit 1; }

@@ -28,8 +28,8 @@ cmake --build "$prefix/cmake" >"$prefix/cmake_build.log" ||
   { cat "$prefix/cmake_build.log"; exit 1; }
 "$prefix/cmake/consumer"
 
-for program in bin/diagctl bin/gpiotool bin/i2ctool bin/lpctool bin/memtool bin/nvramtool \
-  bin/pcitool libexec/libdiag_util/ipmitool; do
+for program in bin/busbroker bin/diagctl bin/gpiotool bin/i2ctool bin/lpctool bin/memtool \
+  bin/nvramtool bin/pcitool libexec/libdiag_util/ipmitool; do
   "$prefix/usr/$program" --version >/dev/null || { echo "$program does not start"; exit 1; }
 done
 [ ! -e "$prefix/usr/bin/ipmitool" ] || { echo "ipmitool hides the distribution's"; exit 1; }

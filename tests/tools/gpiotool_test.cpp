@@ -43,14 +43,6 @@ TEST_F(GpioToolTest, TakesTheLibrarysLines) {
     EXPECT_EQ(fifo.read_all(), Bytes{1});
     EXPECT_EQ(printed("--set --chip=0 --pin=3 --val=0"), "");
     EXPECT_FALSE(level(0, 3));
-    expect_failure("--set --chip=0 --pin=3 --val=1 --busbroker_req", kExitNoDevice,
-                   "no bus broker is set up: leave --busbroker_req out");
-    EXPECT_FALSE(level(0, 3));
-}
-
-TEST_F(GpioToolTest, NamesTheBrokerOptionAsItWasGiven) {
-    expect_failure("--set --chip=0 --pin=3 --val=1 --busbroker", kExitNoDevice,
-                   "no bus broker is set up: leave --busbroker out");
 }
 
 TEST_F(GpioToolTest, ReportsWhatIsNotThere) {

@@ -114,30 +114,6 @@ TEST_F(I2cToolTest, TakesAnEmptyFlag) {
     EXPECT_EQ(board_->read_byte(1, 0x31, 2), 0x5A);
 }
 
-TEST_F(I2cToolTest, SaysThatThereIsNoBroker) {
-    const std::string message = "no bus broker is set up: leave --busbroker_req out";
-    expect_failure("--write --bus=1 --addr=0x31 --width=8 --busbroker_req --reg=0x02 --val=1",
-                   kExitNoDevice, message);
-    EXPECT_EQ(board_->read_byte(1, 0x31, 2), 0);
-    expect_failure("--write --bus=1 --addr=0x31 --width=8 --busbroker --reg=0x02 --val=1",
-                   kExitNoDevice, "no bus broker is set up: leave --busbroker out");
-}
-
-// The library's text for a flagged write through the broker has no blank after --busbroker_req.
-TEST_F(I2cToolTest, SeparatesARegisterOptionThatIsGluedToTheBrokerOption) {
-    const std::string message = "no bus broker is set up: leave --busbroker_req out";
-    expect_failure(
-        "--write --bus=3 --addr=0x50 --width=8 --flag= --busbroker_req--reg=0x07 "
-        "--val=0x01",
-        kExitNoDevice, message);
-    expect_failure(
-        "--write --bus=3 --addr=0x50 --width=8 --flag=pdc --busbroker_req--reg16=0x0007 "
-        "--val=0x01 --reg_le",
-        kExitNoDevice, message);
-    expect_failure("--write --bus=3 --addr=0x50 --busbroker_req--reg=0x100 --val=0x01", kExitUsage,
-                   "register number 0x100 does not fit: at most 0xff (see --help)");
-}
-
 TEST_F(I2cToolTest, ReportsADeviceThatDoesNotAnswer) {
     expect_failure("--read --bus=1 --addr=0x32 --count=1 --reg=0", kExitAccessFailed,
                    "/dev/i2c-1 address 0x32: no answer");

@@ -67,9 +67,6 @@ TEST_F(LpcToolTest, TakesTheLibrarysLines) {
     EXPECT_EQ(fifo.read_all(), (Bytes{0x78, 0x56}));
     EXPECT_EQ(printed("--write --addr=0x00001205 --size=b --val=0x5,0x1a"), "");
     EXPECT_EQ(bytes_at(0x1205, 2), (Bytes{0x05, 0x1A}));
-    expect_failure("--write --addr=0x00001205 --size=b --busbroker_req  --val=0x7", kExitNoDevice,
-                   "no bus broker is set up: leave --busbroker_req out");
-    EXPECT_EQ(bytes_at(0x1205, 1), Bytes{0x05});
 }
 
 TEST_F(LpcToolTest, ReachesBothEndsOfItsRanges) {

@@ -75,9 +75,6 @@ TEST_F(MemToolTest, TakesTheLibrarysLines) {
     EXPECT_EQ(fifo.read_all(), (Bytes{0xEF, 0xBE, 0xAD, 0xDE}));
     EXPECT_EQ(printed("--write --addr=0x00001000 --width=32 --val=0x1,0xdeadbeef"), "");
     EXPECT_EQ(bytes_at(0x1000, 8), (Bytes{1, 0, 0, 0, 0xEF, 0xBE, 0xAD, 0xDE}));
-    expect_failure("--write --busbroker --addr=0x00001000 --width=8 --val=0x7", kExitNoDevice,
-                   "no bus broker is set up: leave --busbroker out");
-    EXPECT_EQ(bytes_at(0x1000, 1), Bytes{1});
 }
 
 TEST_F(MemToolTest, ReachesAddressesBeyond32Bits) {

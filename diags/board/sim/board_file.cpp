@@ -171,6 +171,25 @@ void read_nvram(const JsonElement &element, BoardFile *file) {
     });
 }
 
+void read_broker_faults(const JsonElement &element, BrokerFaults *faults) {
+    constexpr uint32_t kMaxPercent = 100;
+    const auto percent = [](uint32_t *number) {
+        return [number](const JsonElement &part) { *number = part.number(kMaxPercent); };
+    };
+    element.members({
+        {"lose", percent(&faults->lose)},
+        {"double", percent(&faults->double_percent)},
+        {"corrupt", percent(&faults->corrupt)},
+        {"reorder", percent(&faults->reorder)},
+        {"late", percent(&faults->late)},
+        {"late_ms",
+         [faults](const JsonElement &part) { faults->late_ms = part.number(kMaxDelayMs); }},
+        {"refuse", percent(&faults->refuse)},
+        {"silent", [faults](const JsonElement &part) { faults->silent = part.boolean(); }},
+        {"seed", [faults](const JsonElement &part) { faults->seed = part.number(UINT32_MAX); }},
+    });
+}
+
 std::string read_description_path(const JsonElement &element, const std::string &board_path) {
     if (element.text().empty()) {
         element.fail("expected the path of a board description");
@@ -212,6 +231,12 @@ BoardFile parse_board_file(const std::string &path, const std::string &text) {
          }},
         {"slots", [&](const JsonElement &part) { read_slots(part, &file.slots); }},
         {"nvram", [&](const JsonElement &part) { read_nvram(part, &file); }},
+        {"broker",
+         [&](const JsonElement &part) {
+             part.members({{"faults", [&](const JsonElement &faults) {
+                                read_broker_faults(faults, &file.broker_faults);
+                            }}});
+         }},
     });
     if (file.description.empty()) {
         root.fail("the key \"description\" is missing");

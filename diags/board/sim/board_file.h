@@ -56,6 +56,19 @@ struct SlotSetting {
     uint8_t card_type = 0;
 };
 
+// What the bus broker is to do wrong: percentages of datagrams.
+struct BrokerFaults {
+    uint32_t lose = 0;            // requests and answers
+    uint32_t double_percent = 0;  // requests and answers
+    uint32_t corrupt = 0;         // requests and answers
+    uint32_t reorder = 0;         // answers that leave behind the next one
+    uint32_t late = 0;            // answers that leave late
+    uint32_t late_ms = 50;
+    uint32_t refuse = 0;  // requests that are refused
+    bool silent = false;  // no answer at all
+    uint32_t seed = 1;    // of the random sequence
+};
+
 struct BoardFile {
     std::string path;
     std::string description;  // path, relative ones taken from the board file's folder
@@ -66,6 +79,7 @@ struct BoardFile {
     std::vector<SlotSetting> slots;  // each number once
     bool verbosity_override = false;
     int32_t verbosity = 0;
+    BrokerFaults broker_faults;
 };
 
 // `path` is for messages and for relative paths in `text`. Throws BoardError: one line that says

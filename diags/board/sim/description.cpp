@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
-#include <libxml/xmlerror.h>
 #include <sstream>
 #include <string_view>
 #include <sys/mman.h>
@@ -16,36 +15,10 @@
 #include "diags/board/sim/module_expansion.h"
 #include "diags/description/form.h"
 #include "diags/description/free_device_tree.h"
+#include "diags/description/xml_complaint.h"
 
 namespace diag::board::sim {
 namespace {
-
-// Keeps the first complaint of the XML parser, which would otherwise go to standard error as
-// several lines.
-class XmlComplaint {
-  public:
-    XmlComplaint() { xmlSetStructuredErrorFunc(this, &XmlComplaint::take); }
-    ~XmlComplaint() { xmlSetStructuredErrorFunc(nullptr, nullptr); }
-    XmlComplaint(const XmlComplaint &) = delete;
-    XmlComplaint &operator=(const XmlComplaint &) = delete;
-
-    // "LINE: message", empty without a complaint.
-    const std::string &text() const { return text_; }
-
-  private:
-    static void take(void *self, xmlErrorPtr error) {
-        std::string &text = static_cast<XmlComplaint *>(self)->text_;
-        if (!text.empty() || error == nullptr || error->message == nullptr) {
-            return;
-        }
-        text = std::to_string(error->line) + ": " + error->message;
-        while (!text.empty() && text.back() == '\n') {
-            text.pop_back();
-        }
-    }
-
-    std::string text_;
-};
 
 // A file without a name, for a text that is to be loaded from a path.
 class MemoryFile {
@@ -110,7 +83,7 @@ Description::Description(const BoardFile &board_file) {
 }
 
 void Description::load(const std::string &path, const std::string &source, bool is_xml) {
-    const XmlComplaint complaint;
+    const description::XmlComplaint complaint;
     uint8_t broker = 0;
     uint8_t optics = 0;
     socket_cfg socket = {};

@@ -273,5 +273,51 @@ TEST(BoardFile, PointsAtSyntaxErrors) {
               std::string::npos);
 }
 
+BrokerFaults parse_faults(const std::string &faults) {
+    return parse(R"({"description": "x.xml", "broker": {"faults": )" + faults + "}}").broker_faults;
+}
+
+TEST(BoardFile, ReadsTheFaultsOfTheBroker) {
+    const BrokerFaults faults = parse_faults(
+        R"({"lose": 10, "double": 5, "corrupt": 4, "reorder": 3, "late": 2, "late_ms": 70,
+            "refuse": 100, "silent": true, "seed": "0xffffffff"})");
+    EXPECT_EQ(faults.lose, 10U);
+    EXPECT_EQ(faults.double_percent, 5U);
+    EXPECT_EQ(faults.corrupt, 4U);
+    EXPECT_EQ(faults.reorder, 3U);
+    EXPECT_EQ(faults.late, 2U);
+    EXPECT_EQ(faults.late_ms, 70U);
+    EXPECT_EQ(faults.refuse, 100U);
+    EXPECT_TRUE(faults.silent);
+    EXPECT_EQ(faults.seed, UINT32_MAX);
+}
+
+TEST(BoardFile, HasABrokerWithoutFaultsUnlessItSaysOtherwise) {
+    for (const BrokerFaults &faults :
+         {parse(R"({"description": "x.xml"})").broker_faults,
+          parse(R"({"description": "x.xml", "broker": {}})").broker_faults, parse_faults("{}")}) {
+        EXPECT_EQ(faults.lose + faults.double_percent + faults.corrupt + faults.reorder +
+                      faults.late + faults.refuse,
+                  0U);
+        EXPECT_FALSE(faults.silent);
+        EXPECT_EQ(faults.late_ms, 50U);
+        EXPECT_EQ(faults.seed, 1U);
+    }
+}
+
+TEST(BoardFile, RefusesFaultsThatCannotBe) {
+    EXPECT_EQ(complaint(parse_faults, R"({"lose": 101})"),
+              " /broker/faults/lose: out of range: 0 to 0x64");
+    EXPECT_EQ(complaint(parse_faults, R"({"late_ms": 60001})"),
+              " /broker/faults/late_ms: out of range: 0 to 0xea60");
+    EXPECT_EQ(complaint(parse_faults, R"({"silent": 1})"),
+              " /broker/faults/silent: expected true or false");
+    EXPECT_EQ(complaint(parse_faults, R"({"loose": 1})"),
+              " /broker/faults/loose: no such key (nearest: lose)");
+    EXPECT_EQ(complaint(parse_faults, "7"), " /broker/faults: expected an object in { }");
+    EXPECT_EQ(complaint(parse, R"({"description": "x.xml", "broker": {"fault": {}}})"),
+              " /broker/fault: no such key (nearest: faults)");
+}
+
 }  // namespace
 }  // namespace diag::board::sim

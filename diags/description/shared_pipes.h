@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The pipes that the library makes under names of its own.
-#ifndef DIAGS_DIAGCTL_SHARED_PIPES_H
-#define DIAGS_DIAGCTL_SHARED_PIPES_H
+#ifndef DIAGS_DESCRIPTION_SHARED_PIPES_H
+#define DIAGS_DESCRIPTION_SHARED_PIPES_H
 
-namespace diag::diagctl {
+namespace diag::description {
 
 // Looking for optional modules and setting a mux in memory bring their answers through pipes of
 // fixed names in /tmp. Two processes at it at the same time would take each other's answers, so
@@ -23,6 +23,6 @@ class SharedPipesTurn {
 // be in the way of other users. Safe in a signal handler, and nothing without a turn.
 void remove_shared_pipes();
 
-}  // namespace diag::diagctl
+}  // namespace diag::description
 
 #endif

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "diags/diagctl/shared_pipes.h"
+#include "diags/description/shared_pipes.h"
 
 #include <cerrno>
 #include <csignal>
@@ -7,7 +7,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-namespace diag::diagctl {
+namespace diag::description {
 namespace {
 
 // The folder itself is locked: everybody may open it, and no file is left behind.
@@ -40,4 +40,4 @@ void remove_shared_pipes() {
     }
 }
 
-}  // namespace diag::diagctl
+}  // namespace diag::description

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#ifndef DIAGS_TOOLS_BUSBROKER_DAEMONISE_H
+#define DIAGS_TOOLS_BUSBROKER_DAEMONISE_H
+
+namespace diag::daemon {
+
+// Whatever can fail is to be done before: the socket is bound, the board is open.
+enum class Role { kParent, kDaemon };
+
+// Leaves terminal, session and folder behind. The parent is to end with status 0. Throws
+// StartError, in the parent alone.
+Role daemonise();
+
+}  // namespace diag::daemon
+
+#endif
