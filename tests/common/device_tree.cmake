@@ -23,7 +23,3 @@ diag_add_test(common_device_text_test
         device_tree/registers_text_numbers_test.cpp device_tree/round_trip_test.cpp
         device_tree/slot_tools.cpp device_tree/writer_test.cpp
     LIBS common_test_helpers)
-
-diag_add_test(common_busbroker_test
-    SOURCES busbroker/socket_config_test.cpp device_tree/device_tree_test.cpp
-    LIBS diag_test_library)
