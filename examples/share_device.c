@@ -5,18 +5,19 @@
  * Reading and writing back are one transaction, in which nobody else gets at the device. */
 #include <arpa/inet.h>
 #include <busbroker.h>
-#include <diag_util.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <timer_epoll.h>
 #include <unistd.h>
 
-enum { TOOL_ID = 16, RETRY_MS = 300 };
+/* A request is given up after three such times: longer than another program may keep the device
+ * with one transaction, which is 2 s. */
+enum { TOOL_ID = 16, RETRY_MS = 1000 };
 
 /* Fills the context of a client and starts its two threads. The socket is not connected, so that a
  * daemon that goes away is a failed request and not the end of this program. */
-static int start_client(tool_info *client, const char *port) {
+static int start_client(tool_info *client, uint16_t port) {
     client->tool_id = TOOL_ID;
     client->inst_id = (uint32_t)getpid();
     client->rx_sm = busbroker_rx_state_machine;
@@ -30,7 +31,7 @@ static int start_client(tool_info *client, const char *port) {
     if (create_sock_threads(NULL, NULL, client, sock_tx_thread, sock_rx_thread, 0) != 0) {
         return -1;
     }
-    client->sock_cfg.addr.sin_port = htons((uint16_t)atoi(port)); /* from here on: the daemon's */
+    client->sock_cfg.addr.sin_port = htons(port); /* from here on: the daemon's */
 
     timer_t ticks; /* counts the time until a request is sent again */
     return init_timer(DIAG_TIMER_TICK, &ticks, DIAG_TIMER_100_MS) == 0 ? 0 : -1;
@@ -54,8 +55,13 @@ int main(int argc, char **argv) {
         fprintf(stderr, "usage: %s PORT DEVICE_ID REGISTER COUNT\n", argv[0]);
         return 2;
     }
-    diag_system_init(argv[0]);
-    if (start_client(&client, argv[1]) != 0) {
+    char *end = argv[1];
+    const unsigned long port = strtoul(argv[1], &end, 10);
+    if (*end != '\0' || port == 0 || port > UINT16_MAX) {
+        fprintf(stderr, "%s: %s: no port number\n", argv[0], argv[1]);
+        return 2;
+    }
+    if (start_client(&client, (uint16_t)port) != 0) {
         fprintf(stderr, "%s: no client of the bus broker can be made\n", argv[0]);
         return 6;
     }
@@ -70,13 +76,15 @@ int main(int argc, char **argv) {
     for (int left = atoi(argv[4]); left > 0; left--) {
         if (access_byte(&client, &request, argv[2], DIAG_REQ_READ, address, &value,
                         DIAG_TRANSAC_FIRST) != 0) {
-            fprintf(stderr, "%s: the device cannot be read: refused, or no broker\n", argv[0]);
+            fprintf(stderr, "%s: device %s cannot be read: refused, or no answer on port %s\n",
+                    argv[0], argv[2], argv[1]);
             return 6;
         }
         value++;
         if (access_byte(&client, &request, argv[2], DIAG_REQ_WRITE, address, &value,
                         DIAG_TRANSAC_LAST) != 0) {
-            fprintf(stderr, "%s: the device cannot be written\n", argv[0]);
+            fprintf(stderr, "%s: device %s cannot be written: refused, or no answer on port %s\n",
+                    argv[0], argv[2], argv[1]);
             return 6;
         }
     }

@@ -55,7 +55,8 @@ enum {
 
 /* busbroker_req.resp_expect, tx_entry.resp_expect: flags */
 enum {
-    DIAG_EXPECT_NOTHING = 1, /* nothing is awaited, the entry stays queued */
+    DIAG_EXPECT_NOTHING = 1, /* nothing is awaited, the entry stays queued; after five looks at
+                              * such entries a client sends nothing any more */
     DIAG_EXPECT_ACK = 2,     /* an acknowledgement is enough */
     DIAG_EXPECT_SUCCESS = 4  /* only DIAG_RESP_SUCCESS or a failure completes the request */
 };
@@ -245,7 +246,8 @@ typedef struct rx_stateinfo {
 
 /* One client of the daemon. The program zeroes it, sets tool_id, inst_id, sock_cfg, rx_stateinfo,
  * rx_sm and req_done and initialises both locks before the threads start. The fields from rx_buf
- * to req_done belong to the receive thread from then on. */
+ * to req_done belong from then on to whoever receives: the receive thread, or a thread that waits
+ * for its answer in request_busbroker(), one at a time. */
 struct tool_info {
     uint8_t tool_id;  /* kind of the client, 0 to DIAG_REQ_TOOL_ID_MAX */
     uint32_t inst_id; /* which instance of that kind */
@@ -275,13 +277,13 @@ struct tool_info {
     pthread_mutex_t tx_lock; /* guards tx_queue and its entries; before rx_lock */
     pthread_mutex_t rx_lock; /* guards rx_queue and its entries */
     uint8_t tick_flag;       /* 1: a tick of 100 ms has passed; set in signal context, cleared by
-                              * the transmit thread, without a lock */
+                              * the transmit thread */
 };
 
 /* ---- receive machine: calls ----
  *
- * All of these belong to the receive thread. They are exported so that a program can drive the
- * machine, or a state of it, itself. A null context is DIAG_RX_ERROR to a state. */
+ * All of these belong to the thread that receives. They are exported so that a program can drive
+ * the machine, or a state of it, itself. A null context is DIAG_RX_ERROR to a state. */
 
 /* The machine for answers, "RPS" to "RPE", and its states. */
 DIAG_API extern const rx_state_row bus_broker_rxdata_state_table[17];
@@ -349,9 +351,12 @@ DIAG_API void update_busbroker_req_fields(busbroker_req *req, uint32_t addr, uin
 
 /* Sends a request and waits for its outcome. The frame is sent up to three times, retry_ms apart
  * (in steps of the timer's tick, 100 ms each; without a running timer it is sent once and the call
- * waits for ever). A read's or a dynamic id's bytes arrive in resp_buf, as many as the daemon
- * sends: it must hold what was asked for. transac_id grows by one once the request has been queued.
- * actual_data and support_data stay in the record; free them before the next call.
+ * waits for ever); the request is given up retry_ms after the third. With a retry_ms of 0 that is
+ * at once, before any answer can come. A read's bytes arrive in resp_buf, at most as many as were
+ * asked for, and so do the characters of a dynamic id, at most 33. transac_id grows by one once
+ * the request has been queued. actual_data and support_data stay in the record; free them before
+ * the next call. With sock_tx_thread and sock_rx_thread running, the calling thread may send and
+ * receive by itself meanwhile; a socket that fails ends the process then, too.
  * 0; DIAG_E_INVAL for a null argument, a refusal, a malformed answer or none; DIAG_E_NOMEM. */
 DIAG_API uint32_t request_busbroker(busbroker_req *req, tool_info *ctx, const char *dev_id,
                                     const char *dev_name, uint32_t prio, uint32_t req_type,
@@ -361,8 +366,9 @@ DIAG_API uint32_t request_busbroker(busbroker_req *req, tool_info *ctx, const ch
  *
  * Each takes the context whose queue is meant. */
 
-/* Appends a frame of `frame_len` characters, which is due at once. The queue owns `frame` from then
- * on. 0; DIAG_E_NOMEM, and the frame is still the caller's. */
+/* Appends a frame of `frame_len` characters, which is due at once; with sock_tx_thread running it
+ * is sent here and now if nothing before it waits. The queue owns `frame` from then on. 0;
+ * DIAG_E_INVAL for a null argument, DIAG_E_NOMEM, and the frame is still the caller's. */
 DIAG_API uint32_t queue_tx_buf(tool_info *queue, char *frame, uint32_t frame_len, uint32_t retry_ms,
                                uint8_t resp_expect, uint32_t transac_id);
 
@@ -376,10 +382,10 @@ DIAG_API uint32_t check_resp_buf(tool_info *queue, uint32_t transac_id, uint8_t 
 DIAG_API uint32_t deque_tool_request(tool_info *queue, uint32_t transac_id);
 DIAG_API uint32_t deque_tool_response(tool_info *queue, uint32_t transac_id);
 
-/* Notes the outcome of a queued request; of any other it is dropped. Flags of the same request add
- * up, and its data is replaced by `data` when there is any; a new outcome replaces the whole
- * receive queue. Takes over `data`, also when it fails. Takes both locks, one after the other. 0,
- * or DIAG_E_NOMEM. */
+/* Notes the outcome of a queued request; of any other it is dropped. Flags of the same request
+ * add up, and its data is replaced by `data` when there is any; a new outcome replaces the whole
+ * receive queue. Takes over `data`, also when it fails. Takes both locks, one after the other. 0;
+ * DIAG_E_INVAL for a null context, DIAG_E_NOMEM. */
 DIAG_API uint32_t enqueue_rx_queues(tool_info *queue, uint8_t status, uint32_t transac_id,
                                     uint8_t *data, uint32_t data_len);
 
@@ -427,9 +433,9 @@ DIAG_API uint32_t create_sock_threads(const pthread_attr_t *tx_attr, const pthre
                                       tool_info *ctx, void *(*tx_start)(void *),
                                       void *(*rx_start)(void *), int connect);
 
-/* Thread body: sends the queued frames to sock_cfg.addr and resends them, for ever. Sleeps while
- * nothing is due. A program that wants it to end cancels the thread (pthread_cancel) and joins it:
- * that happens with no lock held. */
+/* Thread body: sends the queued frames to sock_cfg.addr and resends them, for ever. Sleeps between
+ * ticks, and looks every 10 ms for one that was set by hand. A program that wants it to end cancels
+ * the thread (pthread_cancel) and joins it: that happens with no lock held. */
 DIAG_API void *sock_tx_thread(void *ctx);
 
 /* Thread body: receives datagrams and hands each to rx_sm, for ever. Ends the whole process with

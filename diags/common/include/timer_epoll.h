@@ -9,8 +9,8 @@
  * stay registered.
  *
  * Threads. Time-out calls run in signal context, on whichever thread receives SIGALRM: they must
- * be short and do only what is safe there. Their lists have no lock: register before the timer is
- * armed. An epoll context belongs to one thread, on which its callbacks run. */
+ * be short and do only what is safe there. They may be registered at any time. An epoll context
+ * belongs to one thread, on which its callbacks run. */
 #ifndef DIAGS_COMMON_INCLUDE_TIMER_EPOLL_H
 #define DIAGS_COMMON_INCLUDE_TIMER_EPOLL_H
 

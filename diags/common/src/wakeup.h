@@ -31,8 +31,8 @@ class Wakeup {
     std::atomic<uint32_t> waiters_{0};
 };
 
-// What a client's transmit thread waits on: a frame was queued, or a tick has come. Clients may
-// share one; waiters look for themselves.
+// What a client's transmit thread waits on: a tick has come. Clients may share one; waiters look for
+// themselves.
 Wakeup &transmit_wakeup(const tool_info *client);
 
 // What the callers of a client's requests wait on: an outcome was queued.

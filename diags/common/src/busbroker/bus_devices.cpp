@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Services of the daemon that are asked for until they are given: access to a bus device, dynamic
 // device ids; and the I2C write without data.
+#include <array>
 #include <cstdlib>
 #include <cstring>
 
@@ -18,9 +19,6 @@ namespace {
 
 constexpr int kAttempts = 10;
 constexpr uint32_t kPriority = 0;
-
-// Longest text that an answer can carry, and its NUL.
-constexpr size_t kLongestAnswer = 65536;
 
 // The data texts of an attempt. Whatever the record held before is its owner's; the last attempt
 // leaves its own in the record, as a request does.
@@ -177,25 +175,24 @@ uint32_t request_otf_dev_id(busbroker_req *req, tool_info *ctx, const char *dev_
                             char **id_out, dyn_dev_node **head) {
     constexpr double kPauseSeconds = 1.0;
     if (head == nullptr || id_out == nullptr) {
+        DIAG_ERROR("Rx NULL pointer\n");
         return DIAG_E_FAIL;
     }
     if (char *known = check_dyn_dev_list(*head, key); known != nullptr) {
         *id_out = known;
         return 0;
     }
-    const diag::Owned<char> answer(static_cast<char *>(std::calloc(kLongestAnswer, 1)));
-    if (answer == nullptr) {
-        return DIAG_E_FAIL;
-    }
+    // Room for an id that is too long, to be noticed as such.
+    std::array<char, sizeof(dyn_dev_node::id_text) + 1> answer{};
     const bool is_given = try_until_given(req, wait_ctx, kPauseSeconds, [&] {
-        update_dyn_dev_access_req_fields(req, key, arg, reinterpret_cast<uint8_t *>(answer.get()));
+        update_dyn_dev_access_req_fields(req, key, arg, reinterpret_cast<uint8_t *>(answer.data()));
         return request_busbroker(req, ctx, dev_id, dev_name, kPriority, DIAG_REQ_DYN_DEV_ID,
                                  DIAG_TRANSAC_LAST);
     });
     if (req != nullptr) {
         req->resp_buf = nullptr;  // it pointed to the answer
     }
-    char *id = is_given ? update_dyn_dev_id_list(head, answer.get(), key) : nullptr;
+    char *id = is_given ? update_dyn_dev_id_list(head, answer.data(), key) : nullptr;
     if (id == nullptr) {
         return DIAG_E_FAIL;
     }

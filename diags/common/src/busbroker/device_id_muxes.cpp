@@ -11,12 +11,12 @@ enum class Match { kNone, kByName, kByDevice, kBroken };
 
 Match match(const mux_tree_node &node, const char *name) {
     if (node.has_dev == 0) {
-        return diag::is_same_id(node.name, name) ? Match::kByName : Match::kNone;
+        return diag::is_same_name(node.name, name) ? Match::kByName : Match::kNone;
     }
     if (node.dev == nullptr || node.dev->dev_id == nullptr) {
         return Match::kBroken;
     }
-    return diag::is_same_id(node.dev->dev_id, name) ? Match::kByDevice : Match::kNone;
+    return std::strcmp(node.dev->dev_id, name) == 0 ? Match::kByDevice : Match::kNone;
 }
 
 struct Found {

@@ -15,7 +15,7 @@
 
 namespace diag {
 
-// Ids and names count up to this length; what is behind it is cut, and no difference.
+// Names of muxes, and ids as names, count up to this length; what is behind it is cut.
 inline constexpr size_t kLongestId = sizeof(mux_tree_node::name) - 1;
 
 using IdText = char[kLongestId + 1];
@@ -24,7 +24,7 @@ inline void copy_id(IdText &copy, const char *text) {
     std::snprintf(copy, sizeof copy, "%s", text);
 }
 
-inline bool is_same_id(const char *left, const char *right) {
+inline bool is_same_name(const char *left, const char *right) {
     return std::strncmp(left, right, kLongestId) == 0;
 }
 

@@ -3,6 +3,7 @@
 #include "diags/common/src/busbroker/frame.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <zlib.h>
 
 #include "busbroker.h"
@@ -18,6 +19,10 @@ using diag::TextWriter;
 
 // Everything but the two names and the two data texts.
 constexpr uint32_t kFixedLength = 60;
+
+constexpr char kStartMark[] = "RQS";
+constexpr char kEndMark[] = "RQE";
+constexpr size_t kMarkLength = 3;
 
 // zlib's CRC of what is added; numbers in little-endian order, gathered to make few calls.
 class Crc {
@@ -48,7 +53,7 @@ class Crc {
         count_ = 0;
     }
 
-    std::array<unsigned char, 32> numbers_;  // all of a record's are 24 bytes
+    std::array<unsigned char, 32> numbers_;  // all of a record's are 23 bytes
     unsigned count_ = 0;
     uLong value_ = 0;
 };
@@ -121,7 +126,7 @@ uint32_t frame_ascii_request(const busbroker_req *req, char *buf, int size) {
         return 0;
     }
     TextWriter text(buf, static_cast<size_t>(size));
-    text.append("RQS");
+    text.append(kStartMark);
     text.hex(req->tool_id, 2);
     text.hex(req->inst_id, 8);
     text.hex(req->transac_id, 8);
@@ -141,7 +146,7 @@ uint32_t frame_ascii_request(const busbroker_req *req, char *buf, int size) {
         text.append(req->support_data);
     }
     text.hex(req->crc, 8);
-    text.append("RQE");
+    text.append(kEndMark);
     diag_print(3, "Prepared request is %s\n", buf);
     return static_cast<uint32_t>(text.length());
 }
@@ -202,19 +207,22 @@ void free_req_memory(busbroker_req *req) {
 
 namespace diag {
 
-std::optional<size_t> bytes_to_read(const char *frame, size_t length) {
-    FrameReader reader(frame, length);
-    reader.skip(3 + 2 + 8 + 8);  // start mark, tool, instance, transaction
-    reader.skip(reader.hex(2));  // device id
-    reader.skip(reader.hex(2));  // device name
-    reader.skip(8);              // priority
-    const uint32_t type = reader.hex(8);
-    reader.skip(2 + 4 + 2);  // indication, lengths
-    if (type != DIAG_REQ_READ) {
+std::optional<size_t> room_for_answer(const char *frame, size_t length) {
+    if (length < kFixedLength || std::strncmp(frame, kStartMark, kMarkLength) != 0) {
         return std::nullopt;
     }
+    FrameReader reader(frame, length);
+    reader.skip(kMarkLength + 2 + 8 + 8);  // tool, instance, transaction
+    reader.skip(reader.hex(2));            // device id
+    reader.skip(reader.hex(2));            // device name
+    reader.skip(8);                        // priority
+    const uint32_t type = reader.hex(8);
+    reader.skip(2 + 4 + 2);  // indication, lengths
+    if (type == DIAG_REQ_DYN_DEV_ID) {
+        return sizeof dyn_dev_node::id_text;
+    }
     reader.skip(8 + 1);  // address
-    return reader.hex(4);
+    return type == DIAG_REQ_READ ? reader.hex(4) : 0;
 }
 
 }  // namespace diag

@@ -7,8 +7,9 @@
 
 namespace diag {
 
-// How many bytes the request in `frame` reads, if it is a read: what its caller has room for.
-std::optional<size_t> bytes_to_read(const char *frame, size_t length);
+// How many bytes the caller of the request in `frame` has room for: those that a read asks for, an
+// id and the NUL behind it, none for requests that bring back nothing. Empty for what is no frame.
+std::optional<size_t> room_for_answer(const char *frame, size_t length);
 
 }  // namespace diag
 

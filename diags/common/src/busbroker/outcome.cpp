@@ -21,15 +21,15 @@ constexpr std::chrono::milliseconds kLookAgainReceiving{10};
 
 constexpr uint8_t kFailures = 0xFF & ~(DIAG_RESP_SUCCESS | DIAG_RESP_ACK);
 
-// A read's caller has room for what was asked for, whatever the daemon sends.
+// The caller has room for what was asked for, whatever the daemon sends.
 void copy_bytes(const tx_entry &request, const rx_entry &response, uint8_t *resp_buf) {
     diag_print(3, "Data of length %d received \n", static_cast<int>(response.data_len));
     if (resp_buf == nullptr || response.data == nullptr) {
         return;
     }
-    const std::optional<size_t> asked = diag::bytes_to_read(request.frame, request.frame_len);
+    const std::optional<size_t> room = diag::room_for_answer(request.frame, request.frame_len);
     const size_t length = response.data_len;
-    std::memcpy(resp_buf, response.data, std::min(length, asked.value_or(length)));
+    std::memcpy(resp_buf, response.data, std::min(length, room.value_or(length)));
 }
 
 // The outcome in the queues, if there is one yet. Holds both locks.

@@ -54,6 +54,7 @@ uint32_t receive_into_buffer(tool_info &client, int flags) {
 // A program's own machine may rely on the receive thread.
 bool is_ours_alone(const tool_info &client) {
     return client.rx_sm == busbroker_rx_state_machine &&
+           client.rx_stateinfo == &busbroker_rx_stateinfo &&
            client.req_done == busbroker_parse_update_queues;
 }
 

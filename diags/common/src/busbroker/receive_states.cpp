@@ -264,7 +264,7 @@ uint32_t busbroker_req_resp_actual_datalen_proc(tool_info *ctx, void * /*arg*/) 
     });
 }
 
-// Without memory the record is given up, but the walk goes on over the fields that belong to it.
+// Without memory the record is given up; the walk goes on over its data, and ends at the footer.
 uint32_t busbroker_req_resp_suprt_data_len_proc(tool_info *ctx, void * /*arg*/) {
     return run_field(ctx, 0, [](tool_info &field, busbroker_req &record) -> uint32_t {
         record.suprt_data_len = static_cast<uint8_t>(field_number(field));

@@ -56,7 +56,7 @@ uint32_t request_busbroker(busbroker_req *req, tool_info *ctx, const char *dev_i
         DIAG_ERROR("Can't queue the request \n");
         return DIAG_E_NOMEM;
     }
-    frame.release();  // the queue's from here on
+    (void)frame.release();  // the queue's from here on
     status = check_resp_buf(ctx, req->transac_id, req->resp_buf);
     req->transac_id++;
     return status == 0 ? 0 : DIAG_E_INVAL;

@@ -17,10 +17,6 @@ using diag::Field;
 
 constexpr char kParseSocketCfg[] = "parse_socket_cfg";
 
-bool starts_with(const char *text, const char *prefix) {
-    return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
-}
-
 void set_ip(socket_cfg &cfg, const char *text) {
     std::snprintf(cfg.ip, sizeof cfg.ip, "%s", text);
 }
@@ -38,7 +34,7 @@ bool read_port(socket_cfg &cfg, const char *text) {
 }
 
 bool read_family(socket_cfg &cfg, const char *text) {
-    cfg.is_ipv4 = starts_with(text, "ipv4") ? 1 : 0;
+    cfg.is_ipv4 = diag::starts_with(text, "ipv4") ? 1 : 0;
     diag_print(3, "Config ip family = %s\n", text);
     return true;
 }
@@ -50,7 +46,7 @@ bool read_count(socket_cfg &cfg, const char *text) {
 }
 
 bool read_type(socket_cfg &cfg, const char *text) {
-    cfg.is_udp = starts_with(text, "udp") ? 1 : 0;
+    cfg.is_udp = diag::starts_with(text, "udp") ? 1 : 0;
     return true;
 }
 

@@ -19,8 +19,8 @@ namespace {
 // The transmit thread is where callers know the sending to happen.
 constexpr char kThread[] = "sock_tx_thread";
 
-// After this many frames for which nothing is awaited have been stepped over, a client sends
-// nothing any more.
+// A client that has stepped over frames for which nothing is awaited this many times sends nothing
+// any more, be it one frame or several.
 constexpr unsigned kStepsOverAtMost = 5;
 
 constexpr uint8_t kFailedSend = 2;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Sending the frames of a client's queue. The transmit thread does it on every tick; a frame that
-// is queued while the thread sleeps is sent on the spot, by the thread that queues it, which saves
-// the request a change of threads.
+// Sending the frames of a client's queue. The transmit thread does it whenever it looks at the
+// queue; a frame that is queued while that thread runs is sent on the spot, by the thread that
+// queues it, which saves the request a change of threads.
 #ifndef DIAGS_COMMON_SRC_BUSBROKER_TRANSMIT_H
 #define DIAGS_COMMON_SRC_BUSBROKER_TRANSMIT_H
 

@@ -8,6 +8,7 @@
 #include "diags/common/src/busbroker/lock.h"
 #include "diags/common/src/busbroker/queues.h"
 #include "diags/common/src/busbroker/transmit.h"
+#include "diags/common/src/lib/atomic_link.h"
 #include "diags/common/src/log.h"
 #include "diags/common/src/wakeup.h"
 
@@ -34,20 +35,16 @@ void look_at_queue(tool_info &client, diag::Transmitter &transmitter) {
     bool wake_callers = false;
     {
         const diag::Lock lock(client.tx_lock);
-        if (take_tick(client)) {
+        const bool is_tick = take_tick(client);
+        if (is_tick) {
             busbroker_tx_queue_timeout_update(&client);
         }
         transmitter.send_due_frames();
-        wake_callers = has_given_up(client);
+        wake_callers = is_tick && has_given_up(client);
     }
     if (wake_callers) {
         diag::outcome_wakeup(&client).notify();
     }
-}
-
-// Others register and end their registrations meanwhile.
-time_out_call *load(time_out_call *const &link) {
-    return __atomic_load_n(&link, __ATOMIC_ACQUIRE);
 }
 
 void silence(time_out_call &call) {
@@ -66,8 +63,8 @@ class TickRegistration {
 
     // Nothing is taken out of the list, which a tick may be walking.
     ~TickRegistration() {
-        for (time_out_call *call = load(time_out_calls_list.type1); call != nullptr;
-             call = load(call->next)) {
+        for (time_out_call *call = diag::load_link(time_out_calls_list.type1); call != nullptr;
+             call = diag::load_link(call->next)) {
             if (__atomic_load_n(&call->fn, __ATOMIC_ACQUIRE) == tick() && call->arg == &client_) {
                 silence(*call);
             }

@@ -10,6 +10,7 @@
 #include "diag_util.h"
 #include "timer_epoll.h"
 
+#include "diags/common/src/lib/atomic_link.h"
 #include "diags/common/src/lib/memory.h"
 #include "diags/common/src/log.h"
 
@@ -23,15 +24,6 @@ constexpr uint32_t kTicksToSlowCalls = 10;
 pthread_mutex_t registration_lock = PTHREAD_MUTEX_INITIALIZER;
 uint32_t tick_count = 0;
 
-// The lists grow while a tick may walk them: links are read and published whole.
-time_out_call *load(time_out_call *const &link) {
-    return __atomic_load_n(&link, __ATOMIC_ACQUIRE);
-}
-
-void publish(time_out_call *&link, time_out_call *call) {
-    __atomic_store_n(&link, call, __ATOMIC_RELEASE);
-}
-
 time_out_call *&head_of(int list_type) {
     switch (list_type) {
         case DIAG_TIME_OUT_KEPT:
@@ -44,7 +36,8 @@ time_out_call *&head_of(int list_type) {
 }
 
 void run_calls(time_out_call *const &head) {
-    for (const time_out_call *call = load(head); call != nullptr; call = load(call->next)) {
+    for (const time_out_call *call = diag::load_link(head); call != nullptr;
+         call = diag::load_link(call->next)) {
         // A registration that has ended loses its function.
         if (auto *fn = __atomic_load_n(&call->fn, __ATOMIC_ACQUIRE); fn != nullptr) {
             fn(call->arg);
@@ -52,7 +45,7 @@ void run_calls(time_out_call *const &head) {
     }
 }
 
-// The third type was once one of 16 ms, and the refusal below still says so.
+// The second type was once one of 16 ms, and the refusal below still says so.
 std::optional<timespec> period_of(int type) {
     switch (type) {
         case DIAG_TIMER_1_MS:
@@ -197,7 +190,7 @@ int register_timeout_calls(int list_type, void (*fn)(void *arg), void *arg) {
     while (*end != nullptr) {
         end = &(*end)->next;
     }
-    publish(*end, call);
+    diag::publish_link(*end, call);
     pthread_mutex_unlock(&registration_lock);
     return 1;
 }
