@@ -19,6 +19,10 @@ constexpr size_t kRoomForAnswer = size_t{1} << 16;
 // A byte that goes with a write of the address alone, since a write without any cannot be framed.
 constexpr uint8_t kNoDataByte = 0xFF;
 
+constexpr int kStatusAttempts = 3;
+
+constexpr unsigned kMaxReservedSeconds = 99;  // two decimal digits
+
 Result refused(Outcome outcome) {
     return {Result::Kind::kRefused, std::string(outcome_text(outcome))};
 }
@@ -107,18 +111,37 @@ Result Client::reserve(const std::string &device, unsigned seconds) {
     if (device.size() > kMaxAssetLength) {
         return refused(Outcome::kUnknownDevice);
     }
+    if (seconds > kMaxReservedSeconds) {
+        return refused(Outcome::kInvalidRequest);
+    }
     update_bus_dev_acces_req_fields(&request_, 0, 0, 0, static_cast<uint8_t>(seconds), 0,
                                     device.c_str());
     return transact("", kReserveRequest, kLast);
 }
 
 Result Client::reserve(const BusPlace &place, unsigned seconds) {
+    if (seconds > kMaxReservedSeconds) {
+        return refused(Outcome::kInvalidRequest);
+    }
     update_bus_dev_acces_req_fields(&request_, 1, place.bus, place.number,
                                     static_cast<uint8_t>(seconds), place.device, nullptr);
     return transact("", kReserveRequest, kLast);
 }
 
+// The daemon keeps the document for few readers: when it has dropped ours, nothing more comes, and
+// the line stays without its end.
 Result Client::read_status(std::string *document) {
+    Result result;
+    for (int i = 0; i < kStatusAttempts; ++i) {
+        result = read_status_once(document);
+        if (!result.is_done() || document->ends_with('\n')) {
+            break;
+        }
+    }
+    return result;
+}
+
+Result Client::read_status_once(std::string *document) {
     document->clear();
     size_t size = 0;
     do {

@@ -21,8 +21,9 @@ struct ClientSettings {
     Address address;
     uint8_t tool = kToolDiagctl;
     uint32_t retry_ms = 200;  // between the three sends of a request
-    // How long to go on with a request that the daemon has taken on. Longer than the daemon lets
-    // one wait, so that the last word is the daemon's.
+    // How long to go on with a request that the daemon has taken on. Longer than a daemon with its
+    // own default lets one wait, so that the last word is the daemon's; where it is told to let
+    // requests wait for longer, the client gives up first, with the same outcome.
     uint32_t patience_ms = 15'000;
 };
 
@@ -74,11 +75,12 @@ class Client {
     Result ping();
     Result give_up();  // the daemon drops what waits and what is held for this client
 
-    // For 1 to 99 seconds; 0 gives the device back.
+    // For 1 to 99 seconds; 0 gives the device back. More cannot be said in a request.
     Result reserve(const std::string &device, unsigned seconds);
     Result reserve(const BusPlace &place, unsigned seconds);
 
-    // The daemon's account of itself, JSON.
+    // The daemon's account of itself, a line of JSON; cut short, without the end of the line, when
+    // too many others read it as well.
     Result read_status(std::string *document);
     // Why the latest request that was refused was refused; empty when none was.
     Result read_last_refusal(std::string *text);
@@ -92,6 +94,7 @@ class Client {
     Result transact(const std::string &device, RequestType type, Indication indication);
     Heard send(busbroker_req *request, uint32_t number, const std::string &device, RequestType type,
                Indication indication);
+    Result read_status_once(std::string *document);
     bool daemon_answers();
     Result abandon(RequestType type);
 

@@ -184,8 +184,13 @@ Heard ClientSession::heard() const {
     return heard_;
 }
 
-void ClientSession::note(const busbroker_req &record) {
+// Looked at and booked under one lock: in between, the next request might come under way.
+bool ClientSession::note(const busbroker_req &record) {
     const std::lock_guard guard(lock_);
+    if (record.tool_id != tool_id || record.inst_id != inst_id ||
+        record.transac_id != awaited_number_ || record.req_type != awaited_type_) {
+        return false;
+    }
     std::string_view rest = record.actual_data != nullptr ? record.actual_data : "";
     for (size_t i = echoes_of(record.req_type); i > 0; --i) {
         take_token(&rest);
@@ -193,26 +198,21 @@ void ClientSession::note(const busbroker_req &record) {
     const std::string_view status = take_token(&rest);
     if (status == outcome_text(Outcome::kAcknowledged)) {
         heard_.acknowledged = true;
-        return;
+        return true;
     }
     heard_.status = status;
     heard_.bytes = bytes_behind_success(rest);
+    return true;
 }
 
 // On the receive thread, for each valid frame. What is not for the request under way is late, or
 // somebody else's, and goes no further.
 uint32_t ClientSession::take_answer(tool_info *context, void *argument, busbroker_req *record) {
     auto *const session = static_cast<ClientSession *>(context);
-    {
-        const std::lock_guard guard(session->lock_);
-        if (record->tool_id != session->tool_id || record->inst_id != session->inst_id ||
-            record->transac_id != session->awaited_number_ ||
-            record->req_type != session->awaited_type_) {
+    try {
+        if (!session->note(*record)) {
             return DIAG_E_INVAL;
         }
-    }
-    try {
-        session->note(*record);
     } catch (const std::exception &) {
         return DIAG_E_NOMEM;  // the answer is lost, and asked for again
     }

@@ -61,7 +61,7 @@ class ClientSession : public tool_info {
     void stop_threads();
     bool start_timer();
     void close();
-    void note(const busbroker_req &record);
+    bool note(const busbroker_req &record);  // false when it is not for the request under way
     bool is_daemon(const sockaddr_in &sender) const;
     void take_datagram(uint32_t size);
     static void *receive(void *context);

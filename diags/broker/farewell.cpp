@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <array>
-#include <csignal>
+#include <atomic>
 #include <cstddef>
 
 namespace diag::broker {
@@ -12,11 +12,12 @@ namespace {
 // Of a frame without texts and data, and its NUL.
 constexpr size_t kFrameRoom = 64;
 
-// Written before is_ready is set, and read by a handler once it is.
+// Written before is_ready is set, and read by a handler, on whatever thread, once it is.
 ClientPost post;
 std::array<char, kFrameRoom> frame;
 size_t frame_size = 0;
-volatile sig_atomic_t is_ready = 0;
+std::atomic<bool> is_ready = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
 
 }  // namespace
 
@@ -25,15 +26,15 @@ Farewell::Farewell(Client &client) {
     const std::string text = client.give_up_frame();
     frame_size = std::min(text.size(), frame.size());
     std::copy_n(text.begin(), frame_size, frame.begin());
-    is_ready = 1;
+    is_ready.store(true, std::memory_order_release);
 }
 
 Farewell::~Farewell() {
-    is_ready = 0;
+    is_ready.store(false, std::memory_order_release);
 }
 
 void say_farewell() {
-    if (is_ready != 0) {
+    if (is_ready.load(std::memory_order_acquire)) {
         sendto(post.socket, frame.data(), frame_size, MSG_NOSIGNAL,
                reinterpret_cast<const sockaddr *>(&post.daemon), sizeof post.daemon);
     }

@@ -140,6 +140,19 @@ TEST(ClientTest, ReservesDevices) {
     EXPECT_EQ(requests[2].data, "01,04,03,50,10");
 }
 
+TEST(ClientTest, ReservesForNoLongerThanARequestCanSay) {
+    const BrokerDouble daemon(always_success);
+    Client client(settings_for(daemon.port()));
+    const broker::BusPlace place{broker::kSelectI2c, 3, 0x50};
+    for (const unsigned seconds : {100U, 255U, 256U, 300U}) {
+        EXPECT_TRUE(client.reserve("SYSCPLD", seconds).is_refused(Outcome::kInvalidRequest));
+        EXPECT_TRUE(client.reserve(place, seconds).is_refused(Outcome::kInvalidRequest));
+    }
+    EXPECT_TRUE(daemon.requests().empty());
+    EXPECT_TRUE(client.reserve("SYSCPLD", 99).is_done());
+    EXPECT_EQ(daemon.requests().at(0).data, "00,00,00,00,99,SYSCPLD");
+}
+
 TEST(ClientTest, GivesUp) {
     const BrokerDouble daemon(always_success);
     Client client(settings_for(daemon.port()));
@@ -157,7 +170,7 @@ Datagrams part_of(const std::string &text, const BrokerRequest &request) {
 class StatusDocumentTest : public testing::TestWithParam<size_t> {};
 
 TEST_P(StatusDocumentTest, ComesInPieces) {
-    const std::string text(GetParam(), 'j');
+    const std::string text = std::string(GetParam() - 1, 'j') + "\n";
     const BrokerDouble daemon([&](const BrokerRequest &request) { return part_of(text, request); });
     Client client(settings_for(daemon.port()));
     std::string document = "old";
@@ -169,8 +182,25 @@ TEST_P(StatusDocumentTest, ComesInPieces) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, StatusDocumentTest,
-                         testing::Values(0, 1, broker::kMaxReadBytes - 1, broker::kMaxReadBytes,
+                         testing::Values(1, 2, broker::kMaxReadBytes - 1, broker::kMaxReadBytes,
                                          broker::kMaxReadBytes + 1, 3 * broker::kMaxReadBytes));
+
+// As a daemon does that has too many readers.
+TEST(ClientTest, ReadsAStatusDocumentAnewThatIsDroppedMeanwhile) {
+    const std::string text = std::string(2 * broker::kMaxReadBytes, 'j') + "\n";
+    std::atomic<int> drops = 1;
+    const BrokerDouble daemon([&](const BrokerRequest &request) {
+        const bool is_dropped = request.address() > 0 && drops > 0 && drops-- > 0;
+        return is_dropped ? success(request) : part_of(text, request);
+    });
+    Client client(settings_for(daemon.port()));
+    std::string document;
+    EXPECT_TRUE(client.read_status(&document).is_done());
+    EXPECT_EQ(document, text);
+    drops = 1000;
+    EXPECT_TRUE(client.read_status(&document).is_done());
+    EXPECT_EQ(document, text.substr(0, broker::kMaxReadBytes)) << "and no more";
+}
 
 TEST(ClientTest, ReadsWhyTheLatestRequestWasRefused) {
     std::atomic<const char *> refusal = "";

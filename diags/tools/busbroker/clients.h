@@ -71,8 +71,7 @@ struct Client {
     uint64_t repeated = 0;
     std::vector<uint32_t> waiting;  // items of its waiting requests
     AnswerMemory answers;
-    std::string refusal;   // why its latest refused request was refused
-    std::string document;  // what it is reading from the daemon itself
+    std::string refusal;  // why its latest refused request was refused
 };
 
 class ClientTable {

@@ -44,6 +44,14 @@ Role become_daemon() {
 
 }  // namespace
 
+void open_closed_standard_descriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0) {
+            static_cast<void>(open("/dev/null", O_RDWR));  // takes the lowest free place, this one
+        }
+    }
+}
+
 Role daemonise() {
     std::fflush(nullptr);
     const pid_t between = fork();

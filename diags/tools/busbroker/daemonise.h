@@ -4,6 +4,10 @@
 
 namespace diag::daemon {
 
+// The first files that a program opens would take the places of closed standard descriptors, and
+// messages would go into them.
+void open_closed_standard_descriptors();
+
 // Whatever can fail is to be done before: the socket is bound, the board is open.
 enum class Role { kParent, kDaemon };
 

@@ -22,7 +22,7 @@ struct Device {
     uint8_t address = 0;  // on I2C
     board::PciFunction function;
     uint64_t base = 0;  // where register 0 is, in spaces of bytes
-    uint64_t size = 0;  // bytes that the chip takes there, 0 for a raw place
+    uint64_t size = 0;  // bytes that the chip takes there, at least 1; 0 for a raw place
     unsigned register_bits = 8;
     bool low_byte_first = false;  // of 16-bit register numbers
     MuxPath muxes;

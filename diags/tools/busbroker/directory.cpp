@@ -50,7 +50,8 @@ uint64_t size_of(const device_node &node) {
             end = std::max(end, item->reg->offset + bytes);
         }
     }
-    return end;
+    // A chip without registers is at its first byte: a size of 0 would make it all of the bus.
+    return std::max(end, uint64_t{1});
 }
 
 std::string fill_pointer_device(const device_node &node, Device *device) {
@@ -148,14 +149,25 @@ void Directory::add(const device_node &node, size_t position) {
     if (problem.empty()) {
         problem = fill(node, device.get());
     }
-    if (!problem.empty()) {
+    // A chip that is not served keeps its name all the same, from being another's alone.
+    const DevicePointer served = problem.empty() ? device : nullptr;
+    add_asset(device->id, served);
+    add_asset(text_of(node.name), served);
+    if (served == nullptr) {
         problems_.push_back(label_of(node, position) + ": " + problem);
         return;
     }
-    if (const auto [place, is_new] = by_id_.emplace(device->id, device); !is_new) {
+    if (const auto [place, is_new] = by_id_.emplace(device->id, served); !is_new) {
         place->second = nullptr;
     }
-    if (const auto [place, is_new] = by_name_.emplace(text_of(node.name), device); !is_new) {
+    if (device->kind == BusKind::kI2c) {
+        i2c_chips_.push_back(served);
+    }
+}
+
+void Directory::add_asset(std::string_view text, const DevicePointer &device) {
+    const auto [place, is_new] = by_asset_.emplace(text, device);
+    if (!is_new && place->second != device) {
         place->second = nullptr;
     }
 }
@@ -183,32 +195,34 @@ DevicePointer Directory::find(std::string_view id) const {
 }
 
 DevicePointer Directory::find_asset(std::string_view text) const {
-    if (DevicePointer device = find(text)) {
-        return device;
+    if (broker::parse_raw_id(text)) {
+        return find(text);
     }
-    const auto found = by_name_.find(text);
-    return found != by_name_.end() ? found->second : nullptr;
+    const auto found = by_asset_.find(text);
+    return found != by_asset_.end() ? found->second : nullptr;
 }
 
 std::string Directory::dynamic_id(const DynamicId &wanted) const {
+    const std::string raw_id =
+        broker::format_raw_id({.kind = broker::RawPlace::Kind::kI2c,
+                               .wide_register = wanted.wide_register,
+                               .bus = wanted.bus,
+                               .device = static_cast<uint8_t>(wanted.address)});
+    if (!broker::parse_raw_id(raw_id)) {
+        return {};
+    }
     const unsigned bits = wanted.wide_register ? 16 : 8;
     const Device *chip = nullptr;
     size_t chips = 0;
-    for (const auto &[id, device] : by_id_) {
-        if (device->kind == BusKind::kI2c && device->bus == wanted.bus &&
-            device->address == wanted.address) {
+    for (const DevicePointer &device : i2c_chips_) {
+        if (device->bus == wanted.bus && device->address == wanted.address) {
             chip = device.get();
             ++chips;
         }
     }
-    if (chips == 1 && chip->muxes.empty() && chip->register_bits == bits) {
-        return chip->id;
-    }
-    const std::string id = broker::format_raw_id({.kind = broker::RawPlace::Kind::kI2c,
-                                                  .wide_register = wanted.wide_register,
-                                                  .bus = wanted.bus,
-                                                  .device = static_cast<uint8_t>(wanted.address)});
-    return broker::parse_raw_id(id) ? id : std::string();
+    const bool will_do = chips == 1 && chip->muxes.empty() && chip->register_bits == bits &&
+                         by_id_.contains(chip->id);
+    return will_do ? chip->id : raw_id;
 }
 
 }  // namespace diag::daemon

@@ -25,7 +25,8 @@ class Directory {
 
     // Null for an id that nothing has, or two chips.
     DevicePointer find(std::string_view id) const;
-    // The same; the name of a single chip will do as well.
+    // The same; the name of a chip will do as well. Null for a text that is the id or the name of
+    // several chips, whichever it is of which.
     DevicePointer find_asset(std::string_view text) const;
 
     // The id to use for an I2C place; empty for an address that cannot be.
@@ -46,10 +47,12 @@ class Directory {
     using Map = std::unordered_map<std::string, DevicePointer, Hash, std::equal_to<>>;
 
     void add(const device_node &node, size_t position);
+    void add_asset(std::string_view text, const DevicePointer &device);
     void drop_shared_ids();
 
     Map by_id_;
-    Map by_name_;
+    Map by_asset_;                          // ids and names
+    std::vector<DevicePointer> i2c_chips_;  // with those whose id others have too
     std::vector<std::string> problems_;
 };
 

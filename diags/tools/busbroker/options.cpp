@@ -16,15 +16,17 @@ constexpr int kMaxMilliseconds = 3'600'000;
 std::string footer() {
     return fmt::format(
         "Limits: {} clients, {} waiting requests and {} holds of each, {} waiting requests in all,"
-        "\n{} answers of each client kept for repeated requests, clients forgotten after {} s,\n"
-        "{} bytes of a read, {} of a write.\n\n"
-        "Exit status: 0 done, 2 unusable command line, 3 bad description or board file, 4 not\n"
-        "permitted, 5 no board, 6 the system failed, 7 the port is in use.\n\n"
+        "\n{} answers of each client kept for repeated requests, for {} s, clients forgotten after"
+        "\n{} s, {} bytes of a read, {} of a write.\n\n"
+        "Exit status: 0 done, 2 unusable command line, 3 bad description or board file, or "
+        "--check\n"
+        "found devices that cannot be served, 4 not permitted, 5 no board, 6 the system failed,\n"
+        "7 the port is in use.\n\n"
         "Examples:\n"
         "  busbroker --check edge_router.xml\n"
         "  busbroker --foreground --trace --board edge_router.board edge_router.xml",
         kMaxClients, kMaxWaitingPerClient, kMaxHoldsPerClient, kMaxWaiting, kRememberedAnswers,
-        kClientSilence.count(), broker::kMaxReadBytes, broker::kMaxWriteBytes);
+        kAnswerLife.count(), kClientSilence.count(), broker::kMaxReadBytes, broker::kMaxWriteBytes);
 }
 
 struct Milliseconds {
@@ -39,7 +41,8 @@ void describe(CLI::App &app, Options &options, Milliseconds &times) {
         ->type_name("FILE")
         ->required();
     app.add_flag("--check", options.check,
-                 "Check the description and the options, and say how many devices there are");
+                 "Check the description, the board file and the options, and say how many devices "
+                 "there are; changes nothing");
     app.add_flag("--foreground", options.foreground, "Do not become a daemon");
     app.add_option("--port", options.port, "UDP port; 0 picks a free one (7811)")
         ->type_name("N")

@@ -6,17 +6,21 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fcntl.h>
 #include <filesystem>
-#include <memory>
+#include <optional>
 #include <string>
 #include <syslog.h>
 #include <system_error>
+#include <unistd.h>
+#include <utility>
 
 #include "diags/board/open_board.h"
 #include "diags/tools/busbroker/daemonise.h"
 #include "diags/tools/busbroker/ground.h"
 #include "diags/tools/busbroker/server.h"
 #include "diags/tools/busbroker/start_error.h"
+#include "diags/tools/busbroker/trace.h"
 
 namespace diag::daemon {
 namespace {
@@ -28,10 +32,10 @@ void tell(const std::string &line) {
     std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
-// For the time after the start: a daemon has no standard error.
+// For the time after the start: a daemon has no standard error, and must not wait for its reader.
 void report(const Options &options, int level, const std::string &line) {
     if (options.foreground) {
-        tell(line);
+        LineOutput(STDERR_FILENO).put("busbroker: " + line);
     } else {
         syslog(level, "%s", line.c_str());
     }
@@ -52,9 +56,10 @@ void make_paths_absolute(Options *options) {
             *path = std::filesystem::absolute(*path).string();
         }
     }
-    if (const char *state = std::getenv(board::kBoardVariable);
-        state != nullptr && *state != '\0') {
-        setenv(board::kBoardVariable, std::filesystem::absolute(state).c_str(), 1);
+    for (const char *name : {board::kBoardVariable, kBoardFolderVariable, "XDG_RUNTIME_DIR"}) {
+        if (const char *path = std::getenv(name); path != nullptr && *path != '\0') {
+            setenv(name, std::filesystem::absolute(path).c_str(), 1);
+        }
     }
 }
 
@@ -71,7 +76,7 @@ bool serves_everybody(const Options &options) {
 }
 
 int check(const Options &options) {
-    const LoadedGround loaded = load_ground(options, false);
+    const LoadedGround loaded = check_ground(options);
     const Directory &directory = *loaded.ground.directory;
     for (const std::string &problem : directory.problems()) {
         tell(options.description + ": " + problem);
@@ -87,30 +92,42 @@ class TraceFile {
             return;
         }
         if (!options.trace_file.empty()) {
-            file_.reset(std::fopen(options.trace_file.c_str(), "ae"));
-            if (file_ == nullptr) {
+            file_ =
+                open(options.trace_file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+            if (file_ < 0) {
                 const int error = errno;
                 throw StartError(
                     error == EACCES ? kExitNotPermitted : kExitAccessFailed,
                     options.trace_file + ": " + std::generic_category().message(error));
             }
         }
-        trace_ = std::make_unique<StreamTrace>(file_ != nullptr ? file_.get() : stderr);
+        trace_.emplace(file_ >= 0 ? file_ : STDERR_FILENO);
     }
+    ~TraceFile() {
+        if (file_ >= 0) {
+            close(file_);
+        }
+    }
+    TraceFile(const TraceFile &) = delete;
+    TraceFile &operator=(const TraceFile &) = delete;
 
-    Trace *get() { return trace_.get(); }
+    Trace *get() { return trace_ ? &*trace_ : nullptr; }
 
   private:
-    struct Close {
-        void operator()(std::FILE *file) const { std::fclose(file); }
-    };
-    std::unique_ptr<std::FILE, Close> file_;
-    std::unique_ptr<StreamTrace> trace_;
+    int file_ = -1;
+    std::optional<StreamTrace> trace_;
 };
 
-void reload(const Options &options, Service &service) {
+// `wanted` is where options and description wanted the daemon to be when it started.
+void reload(const Options &options, const broker::Address &wanted, Service &service) {
     try {
-        LoadedGround loaded = load_ground(options, true);
+        LoadedGround loaded = load_ground(options);
+        const std::string now_wanted = address_of(options, loaded).text();
+        if (now_wanted != wanted.text()) {
+            report(options, LOG_WARNING,
+                   options.description + ": <system>: " + now_wanted +
+                       " counts from the next start, it was " + wanted.text());
+        }
         for (const std::string &problem : loaded.ground.directory->problems()) {
             report(options, LOG_WARNING, options.description + ": " + problem);
         }
@@ -120,38 +137,51 @@ void reload(const Options &options, Service &service) {
     }
 }
 
+// Nobody sees any more what the program's end would tell. The server is made here, by the daemon
+// itself: a process that waits for signals by epoll has to be the one that has asked for them.
+int run(const Options &options, Server::Setup setup) {
+    std::signal(SIGPIPE, SIG_IGN);  // whoever follows a trace may go away
+    try {
+        Server(std::move(setup)).run();
+        return kExitDone;
+    } catch (const std::exception &error) {
+        report(options, LOG_ERR, error.what());
+        return kExitAccessFailed;
+    }
+}
+
 int serve(const Options &options) {
-    LoadedGround loaded = load_ground(options, true);
+    LoadedGround loaded = load_ground(options);
     for (const std::string &problem : loaded.ground.directory->problems()) {
         tell(options.description + ": " + problem);
     }
     TraceFile trace(options);
-    Socket socket(address_of(options, loaded));
+    const broker::Address wanted = address_of(options, loaded);
+    Socket socket(wanted);
     // Before anybody is told where the daemon is, and may want to end it.
     const SignalSource signals;
-    print("listening on " + socket.address().text() + "\n");
-    if (!options.foreground && daemonise() == Role::kParent) {
-        return kExitDone;
-    }
-    std::signal(SIGPIPE, SIG_IGN);  // whoever follows a trace may go away
     Service service({.ground = std::move(loaded.ground),
                      .times = options.times,
                      .now = Clock::now,
                      .send = [&socket](const Endpoint &to,
                                        const std::string &frame) { socket.send(to, frame); },
                      .trace = trace.get()});
-    Server server({.socket = socket,
-                   .signals = signals,
-                   .service = service,
-                   .serves_everybody = serves_everybody(options),
-                   .reload = [&] { reload(options, service); }});
-    server.run();
-    return kExitDone;
+    print("listening on " + socket.address().text() + "\n");
+    if (!options.foreground && daemonise() == Role::kParent) {
+        return kExitDone;
+    }
+    return run(options, {.socket = socket,
+                         .signals = signals,
+                         .service = service,
+                         .serves_everybody = serves_everybody(options),
+                         .reload = [&] { reload(options, wanted, service); }});
 }
 
 }  // namespace
 
 int run_program(int argc, const char *const *argv) {
+    hold_back_reloads();
+    open_closed_standard_descriptors();
     try {
         ParsedOptions parsed = parse_options(argc, argv);
         if (!parsed.text.empty()) {

@@ -6,12 +6,19 @@
 namespace diag::daemon {
 namespace {
 
-// Whether the hold is what the job's client has got at the job's device. A transaction may go over
-// several places of one device, as the registers of a mailbox are.
+// Whether the hold is of the job's client's transaction at the job's device. A transaction may go
+// over several places of one device, as the registers of a mailbox are.
 bool concerns(const Hold &hold, const Job &job) {
     const bool is_same_device =
         hold.device == job.device && job.device != 0 && hold.footprint.is_on_bus_of(job.footprint);
-    return hold.client == job.client && (is_same_device || hold.footprint.overlaps(job.footprint));
+    return hold.client == job.client && !hold.is_reservation &&
+           (is_same_device || hold.footprint.overlaps(job.footprint));
+}
+
+// Reservations within each other are each by themselves: that of a device neither cuts short nor
+// gives back that of its bus.
+bool is_reservation_of(const Hold &hold, const Job &job) {
+    return hold.client == job.client && hold.is_reservation && hold.footprint == job.footprint;
 }
 
 }  // namespace
@@ -61,21 +68,23 @@ void Scheduler::finish(const Job &job, bool succeeded, TimePoint now) {
         case JobKind::kSingle:
             return;
         case JobKind::kFirst:
+            take_expiry(job);  // the client has begun again, whatever comes of it
+            [[fallthrough]];
         case JobKind::kNext:
             if (succeeded) {
-                take_hold(job, false, now + times_.transaction);
+                take_transaction(job, now + times_.transaction);
             } else {
-                end_holds(job, false);
+                end_transaction(job);
             }
             return;
         case JobKind::kLast:
-            end_holds(job, false);
+            end_transaction(job);
             return;
         case JobKind::kReserve:
-            take_hold(job, true, now + job.hold);
+            take_reservation(job, now + job.hold);
             return;
         case JobKind::kRelease:
-            end_holds(job, true);
+            erase_holds([&job](const Hold &hold) { return is_reservation_of(hold, job); });
             return;
     }
 }
@@ -104,14 +113,14 @@ std::vector<uint32_t> Scheduler::forget(uint32_t client) {
     }
     waiting_ -= line.jobs.size();
     std::erase(active_, client);
+    erase_holds([client](const Hold &hold) { return hold.client == client; });
     line = Line();
-    std::erase_if(holds_, [client](const Hold &hold) { return hold.client == client; });
     return items;
 }
 
 bool Scheduler::has_hold(uint32_t client, TimePoint now) {
     end_old_holds(now);
-    return holds_of(client) != 0;
+    return lines_[client].holds != 0;
 }
 
 const std::vector<Hold> &Scheduler::holds(TimePoint now) {
@@ -122,7 +131,10 @@ const std::vector<Hold> &Scheduler::holds(TimePoint now) {
 // Nothing happens at the moment a hold runs out unless somebody waits for it, so that a daemon
 // with nothing to do sleeps.
 void Scheduler::end_old_holds(TimePoint now) {
-    std::erase_if(holds_, [this, now](const Hold &hold) {
+    if (now < first_end_) {
+        return;
+    }
+    erase_holds([this, now](const Hold &hold) {
         if (hold.end > now) {
             return false;
         }
@@ -135,30 +147,35 @@ void Scheduler::end_old_holds(TimePoint now) {
         }
         return true;
     });
+    const auto first = std::ranges::min_element(holds_, {}, &Hold::end);
+    first_end_ = first != holds_.end() ? first->end : TimePoint::max();
 }
 
 bool Scheduler::is_blocked(const Job &job) const {
-    return job.kind != JobKind::kRelease && std::ranges::any_of(holds_, [&job](const Hold &hold) {
+    const bool is_alone = holds_.size() == lines_[job.client].holds;
+    return !is_alone && job.kind != JobKind::kRelease &&
+           std::ranges::any_of(holds_, [&job](const Hold &hold) {
                return hold.client != job.client && hold.footprint.overlaps(job.footprint);
            });
 }
 
-bool Scheduler::has_hold(const Job &job, bool is_reservation) const {
-    return std::ranges::any_of(holds_, [&job, is_reservation](const Hold &hold) {
-        return hold.is_reservation == is_reservation && concerns(hold, job);
-    });
+bool Scheduler::has_transaction(const Job &job) const {
+    return lines_[job.client].holds != 0 &&
+           std::ranges::any_of(holds_, [&job](const Hold &hold) { return concerns(hold, job); });
 }
 
-Hold *Scheduler::find_overlapping(const Job &job, bool is_reservation) {
-    const auto found = std::ranges::find_if(holds_, [&job, is_reservation](const Hold &hold) {
-        return hold.client == job.client && hold.is_reservation == is_reservation &&
+Hold *Scheduler::find_to_grow(const Job &job) {
+    const auto found = std::ranges::find_if(holds_, [&job](const Hold &hold) {
+        return hold.client == job.client && !hold.is_reservation &&
                hold.footprint.overlaps(job.footprint);
     });
     return found != holds_.end() ? &*found : nullptr;
 }
 
-size_t Scheduler::holds_of(uint32_t client) const {
-    return static_cast<size_t>(std::ranges::count(holds_, client, &Hold::client));
+Hold *Scheduler::find_reservation(const Job &job) {
+    const auto found = std::ranges::find_if(
+        holds_, [&job](const Hold &hold) { return is_reservation_of(hold, job); });
+    return found != holds_.end() ? &*found : nullptr;
 }
 
 bool Scheduler::take_expiry(const Job &job) {
@@ -172,17 +189,17 @@ std::optional<Verdict> Scheduler::refusal(const Job &job, TimePoint now) {
         return Verdict::kTimedOut;
     }
     const bool continues = job.kind == JobKind::kNext || job.kind == JobKind::kLast;
-    if (continues && !has_hold(job, false)) {
+    if (continues && !has_transaction(job)) {
         // Another client may have changed the device since, so the rest must not follow blindly.
         if (take_expiry(job)) {
             return Verdict::kTransactionExpired;
         }
         return job.kind == JobKind::kNext ? std::optional(Verdict::kNoTransaction) : std::nullopt;
     }
-    const bool takes =
-        job.kind == JobKind::kFirst || job.kind == JobKind::kNext || job.kind == JobKind::kReserve;
-    const bool is_full = takes && holds_of(job.client) >= kMaxHoldsPerClient &&
-                         find_overlapping(job, job.kind == JobKind::kReserve) == nullptr;
+    const bool reserves = job.kind == JobKind::kReserve;
+    const bool takes = reserves || job.kind == JobKind::kFirst || job.kind == JobKind::kNext;
+    const bool is_full = takes && lines_[job.client].holds >= kMaxHoldsPerClient &&
+                         (reserves ? find_reservation(job) : find_to_grow(job)) == nullptr;
     return is_full ? std::optional(Verdict::kTooManyHolds) : std::nullopt;
 }
 
@@ -197,25 +214,45 @@ Decision Scheduler::take(uint32_t client, Verdict verdict) {
     return decision;
 }
 
-void Scheduler::take_hold(const Job &job, bool is_reservation, TimePoint end) {
-    if (!is_reservation) {
-        take_expiry(job);
-    }
+void Scheduler::add_hold(const Job &job, bool is_reservation, TimePoint end) {
+    holds_.push_back({job.client, is_reservation, job.footprint, job.device, end});
+    ++lines_[job.client].holds;
+    first_end_ = std::min(first_end_, end);
+}
+
+void Scheduler::take_transaction(const Job &job, TimePoint end) {
+    take_expiry(job);
     for (Hold &hold : holds_) {
-        if (hold.is_reservation == is_reservation && concerns(hold, job)) {
+        if (concerns(hold, job)) {
             hold.end = end;
         }
     }
-    if (Hold *hold = find_overlapping(job, is_reservation)) {
+    if (Hold *hold = find_to_grow(job)) {
         hold->footprint = hold->footprint.joined(job.footprint);
         return;
     }
-    holds_.push_back({job.client, is_reservation, job.footprint, job.device, end});
+    add_hold(job, false, end);
 }
 
-void Scheduler::end_holds(const Job &job, bool reservations) {
-    std::erase_if(holds_, [&job, reservations](const Hold &hold) {
-        return hold.is_reservation == reservations && concerns(hold, job);
+void Scheduler::take_reservation(const Job &job, TimePoint end) {
+    if (Hold *hold = find_reservation(job)) {
+        hold->end = end;
+        first_end_ = std::min(first_end_, end);
+        return;
+    }
+    add_hold(job, true, end);
+}
+
+void Scheduler::end_transaction(const Job &job) {
+    erase_holds([&job](const Hold &hold) { return concerns(hold, job); });
+}
+
+template <typename Predicate>
+void Scheduler::erase_holds(Predicate ends) {
+    std::erase_if(holds_, [this, &ends](const Hold &hold) {
+        const bool is_over = ends(hold);
+        lines_[hold.client].holds -= is_over ? 1 : 0;
+        return is_over;
     });
 }
 

@@ -85,7 +85,8 @@ class Scheduler {
     bool must_wait(const Job &job, TimePoint now);
 
     // Takes out the next job that is due: to be run, or to be refused. A job that has been run is
-    // to be told to finish() before the next call.
+    // to be told to finish() before the next call. An access that fails without having been run,
+    // or even queued, is to be told as well: it ends its transaction like any other.
     std::optional<Decision> next(TimePoint now);
     void finish(const Job &job, bool succeeded, TimePoint now);
 
@@ -106,23 +107,29 @@ class Scheduler {
     struct Line {
         std::deque<Job> jobs;
         std::vector<Hold> expired;  // of transactions whose client has not been told yet
+        size_t holds = 0;
     };
 
     void end_old_holds(TimePoint now);
     bool is_blocked(const Job &job) const;
-    bool has_hold(const Job &job, bool is_reservation) const;
-    Hold *find_overlapping(const Job &job, bool is_reservation);
-    size_t holds_of(uint32_t client) const;
+    bool has_transaction(const Job &job) const;
+    Hold *find_to_grow(const Job &job);
+    Hold *find_reservation(const Job &job);
     bool take_expiry(const Job &job);
     std::optional<Verdict> refusal(const Job &job, TimePoint now);
     Decision take(uint32_t client, Verdict verdict);
-    void take_hold(const Job &job, bool is_reservation, TimePoint end);
-    void end_holds(const Job &job, bool reservations);
+    void add_hold(const Job &job, bool is_reservation, TimePoint end);
+    void take_transaction(const Job &job, TimePoint end);
+    void take_reservation(const Job &job, TimePoint end);
+    void end_transaction(const Job &job);
+    template <typename Predicate>
+    void erase_holds(Predicate ends);
 
     Times times_;
     std::vector<Line> lines_;       // by client
     std::vector<uint32_t> active_;  // clients that have jobs
     std::vector<Hold> holds_;
+    TimePoint first_end_ = TimePoint::max();  // no hold ends before
     size_t waiting_ = 0;
     uint64_t next_sequence_ = 0;
 };

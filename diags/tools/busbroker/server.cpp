@@ -21,12 +21,13 @@ namespace {
 
 constexpr int kBatch = 64;  // datagrams that are queued before the first of them is served
 
-sigset_t taken_signals() {
+sigset_t block(std::initializer_list<int> signals) {
     sigset_t set;
     sigemptyset(&set);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    for (const int signal : signals) {
         sigaddset(&set, signal);
     }
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
     return set;
 }
 
@@ -37,9 +38,12 @@ sigset_t taken_signals() {
 
 }  // namespace
 
+void hold_back_reloads() {
+    block({SIGHUP});
+}
+
 SignalSource::SignalSource() {
-    const sigset_t set = taken_signals();
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    const sigset_t set = block({SIGTERM, SIGINT, SIGHUP});
     descriptor_ = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
     if (descriptor_ < 0) {
         fail("signals cannot be received");
@@ -48,8 +52,6 @@ SignalSource::SignalSource() {
 
 SignalSource::~SignalSource() {
     close(descriptor_);
-    const sigset_t set = taken_signals();
-    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 int SignalSource::take() const {
@@ -59,7 +61,10 @@ int SignalSource::take() const {
                : 0;
 }
 
-Server::Server(Setup setup) : setup_(std::move(setup)), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
+Server::Server(Setup setup)
+    : setup_(std::move(setup)),
+      bound_(ipv4_number(setup_.socket.address().host)),
+      epoll_(epoll_create1(EPOLL_CLOEXEC)) {
     for (const int descriptor : {setup_.socket.descriptor(), setup_.signals.descriptor()}) {
         epoll_event event = {};
         event.events = EPOLLIN;
@@ -91,7 +96,7 @@ bool Server::drain() {
         if (!datagram) {
             return false;
         }
-        if (!setup_.serves_everybody && !is_loopback(datagram->from.address)) {
+        if (!setup_.serves_everybody && !is_this_machine(datagram->from.address, bound_)) {
             setup_.service.drop(Problem::kSource);
             continue;
         }

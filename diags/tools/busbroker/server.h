@@ -10,7 +10,12 @@
 
 namespace diag::daemon {
 
-// SIGTERM, SIGINT and SIGHUP, taken out of the ordinary course of signals for as long as it lives.
+// SIGHUP would end a process that does not wait for it yet: one that comes during the start is kept
+// for the SignalSource.
+void hold_back_reloads();
+
+// SIGTERM, SIGINT and SIGHUP, taken out of the ordinary course of signals. They stay so: one more
+// of them must not end a daemon that is about to leave with a status of its own.
 class SignalSource {
   public:
     SignalSource();  // throws StartError
@@ -50,6 +55,7 @@ class Server {
     int timeout_ms() const;
 
     Setup setup_;
+    uint32_t bound_;
     int epoll_;
     bool has_ended_ = false;
 };

@@ -180,7 +180,9 @@ void Service::handle_access(const Exchange &exchange) {
     const RequestHead &head = exchange.request.head;
     const bool is_write = head.type == broker::kWriteRequest;
     auto access = parse_access(exchange.request.data, exchange.request.support, is_write);
+    DevicePointer device = ground_.directory->find(head.device_id.view());
     if (!access) {
+        fail_unqueued(exchange, device.get(), {});
         answer(exchange.client, head, {.outcome = Outcome::kInvalidRequest});
         return;
     }
@@ -188,20 +190,38 @@ void Service::handle_access(const Exchange &exchange) {
         handle_own_read(exchange, *access);
         return;
     }
-    DevicePointer device = ground_.directory->find(head.device_id.view());
     Outcome outcome = device != nullptr ? check_access(*device, *access) : Outcome::kUnknownDevice;
     outcome = faults_.refuses() ? Outcome::kRefused : outcome;
     if (outcome != Outcome::kSuccess) {
+        fail_unqueued(exchange, device.get(), *access);
         answer(exchange.client, head, {.outcome = outcome, .access = &*access});
         return;
     }
-    const Job job = {.kind = job_kind(head.indication),
-                     .footprint = device->footprint(access->address, access->count),
-                     .device = std::hash<std::string_view>()(head.device_id.view())};
+    const Job job = job_of(exchange, *device, *access);
     WaitingRequest request;
     request.access = std::move(access);
     request.device = std::move(device);
     enqueue(exchange, job, std::move(request));
+}
+
+Job Service::job_of(const Exchange &exchange, const Device &device, const Access &access) const {
+    const RequestHead &head = exchange.request.head;
+    return {.client = exchange.client.number,
+            .kind = job_kind(head.indication),
+            .footprint = device.footprint(access.address, access.count),
+            .device = std::hash<std::string_view>()(head.device_id.view())};
+}
+
+// A transaction does not outlive an access that fails, even one that never gets into the queue.
+// What its client has sent before comes first.
+void Service::fail_unqueued(const Exchange &exchange, const Device *device, const Access &access) {
+    if (device == nullptr || job_kind(exchange.request.head.indication) == JobKind::kSingle) {
+        return;
+    }
+    if (scheduler_.waiting(exchange.client.number) != 0) {
+        perform();
+    }
+    scheduler_.finish(job_of(exchange, *device, access), false, exchange.arrival);
 }
 
 void Service::handle_reservation(const Exchange &exchange) {
@@ -238,14 +258,15 @@ std::span<const uint8_t> Service::own_bytes(Client &client, const Access &access
     const bool is_refusal = access.address >= broker::kRefusalAddress;
     const uint32_t start = access.address - (is_refusal ? broker::kRefusalAddress : 0);
     if (!is_refusal && start == 0) {
-        client.document = status_document(now);
+        snapshots_.keep(client.key, status_document(now), now);
     }
-    const std::string &text = is_refusal ? client.refusal : client.document;
+    const std::string_view text =
+        is_refusal ? client.refusal : snapshots_.text_for(client.key, now);
     const size_t begin = std::min<size_t>(start, text.size());
     const size_t size = std::min<size_t>(access.count, text.size() - begin);
     std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(begin), size, read_buffer_.begin());
-    if (!is_refusal && begin == text.size()) {
-        client.document = std::string();  // read to its end: give the memory back
+    if (!is_refusal && size < access.count) {
+        snapshots_.drop(client.key);  // read to its end
     }
     return {read_buffer_.data(), size};
 }
@@ -260,6 +281,9 @@ void Service::enqueue(const Exchange &exchange, Job job, WaitingRequest request)
         perform();  // of a long batch, some need not have waited
     }
     if (!scheduler_.has_room(job, exchange.arrival)) {
+        if (request.access) {
+            fail_unqueued(exchange, request.device.get(), *request.access);
+        }
         answer(client, head,
                {.outcome = Outcome::kQueueFull,
                 .access = request.access ? &*request.access : nullptr});
@@ -289,6 +313,7 @@ bool Service::perform() {
         now = end;
     }
     acknowledge_waiting();
+    snapshots_.drop_old(now);
     return is_slow;
 }
 
@@ -305,6 +330,8 @@ void Service::run(const Decision &decision, TimePoint now) {
         const TimePoint end = now_();
         made.served = end - now;
         scheduler_.finish(decision.job, made.outcome == Outcome::kSuccess, end);
+    } else if (request.access) {
+        scheduler_.finish(decision.job, false, now);
     }
     if (request.access && !request.access->is_write && made.outcome == Outcome::kSuccess) {
         made.bytes = std::span(read_buffer_).first(request.access->count);
@@ -321,9 +348,11 @@ Outcome Service::make_access(WaitingRequest &request) {
 }
 
 std::optional<TimePoint> Service::deadline() const {
-    const auto requests = scheduler_.deadline();
-    const auto answers = outbox_.deadline();
-    return requests && answers ? std::min(*requests, *answers) : requests ? requests : answers;
+    std::optional<TimePoint> first;
+    for (const auto &due : {scheduler_.deadline(), outbox_.deadline(), snapshots_.deadline()}) {
+        first = first && due ? std::min(first, due) : first ? first : due;
+    }
+    return first;
 }
 
 void Service::replace_ground(Ground ground) {

@@ -19,6 +19,7 @@
 #include "diags/tools/busbroker/outbox.h"
 #include "diags/tools/busbroker/request_text.h"
 #include "diags/tools/busbroker/scheduler.h"
+#include "diags/tools/busbroker/snapshots.h"
 #include "diags/tools/busbroker/trace.h"
 
 namespace diag::daemon {
@@ -80,6 +81,7 @@ class Service {
     void shut_down();
 
     const Counts &counts() const { return counts_; }
+    size_t snapshots() const { return snapshots_.count(); }
 
   private:
     struct Exchange {
@@ -109,6 +111,8 @@ class Service {
     void handle_reservation(const Exchange &exchange);
     void handle_own_read(const Exchange &exchange, const Access &access);
     std::span<const uint8_t> own_bytes(Client &client, const Access &access, TimePoint now);
+    Job job_of(const Exchange &exchange, const Device &device, const Access &access) const;
+    void fail_unqueued(const Exchange &exchange, const Device *device, const Access &access);
 
     void enqueue(const Exchange &exchange, Job job, WaitingRequest request);
     void run(const Decision &decision, TimePoint now);
@@ -135,6 +139,7 @@ class Service {
     Scheduler scheduler_;
     Scheduler::Times times_;
     ClientTable clients_;
+    Snapshots snapshots_;
     Counts counts_;
     std::vector<std::optional<WaitingRequest>> items_;
     std::vector<uint32_t> free_items_;

@@ -85,6 +85,10 @@ bool is_loopback(uint32_t address) {
     return address >> 24 == IN_LOOPBACKNET;
 }
 
+bool is_this_machine(uint32_t source, uint32_t bound) {
+    return is_loopback(source) || (bound != INADDR_ANY && source == bound);
+}
+
 uint32_t ipv4_number(const std::string &text) {
     in_addr number = {};
     inet_pton(AF_INET, text.c_str(), &number);

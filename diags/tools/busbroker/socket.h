@@ -42,6 +42,9 @@ class Socket {
 };
 
 bool is_loopback(uint32_t address);
+// Whether a datagram comes from this machine: it carries a loopback address, or the one address
+// that the socket is bound to.
+bool is_this_machine(uint32_t source, uint32_t bound);
 // In host order; of a text that is_ipv4().
 uint32_t ipv4_number(const std::string &text);
 

@@ -97,6 +97,7 @@ Json limits_json(const Scheduler::Times &times) {
             {"waiting", kMaxWaiting},
             {"holds_per_client", kMaxHoldsPerClient},
             {"remembered_answers", kRememberedAnswers},
+            {"answer_life_ms", milliseconds(kAnswerLife)},
             {"client_silence_ms", milliseconds(kClientSilence)},
             {"read_bytes", broker::kMaxReadBytes},
             {"write_bytes", broker::kMaxWriteBytes},

@@ -78,6 +78,23 @@ TEST_F(DirectoryTest, RefusesANameOfSeveralChipsAsAnAsset) {
     EXPECT_NE(directory().find_asset("3"), nullptr);
 }
 
+TEST_F(DirectoryTest, RefusesAnAssetThatIsTheIdOfOneChipAndTheNameOfAnother) {
+    chip("A", DIAG_BUS_I2C, 1, 0x31, "B");
+    chip("B", DIAG_BUS_I2C, 1, 0x32, "2");
+    EXPECT_EQ(directory().find_asset("B"), nullptr);
+    EXPECT_NE(directory().find("B"), nullptr) << "as an id it is one chip's";
+    EXPECT_NE(directory().find_asset("A"), nullptr);
+    EXPECT_NE(directory().find_asset("2"), nullptr);
+}
+
+TEST_F(DirectoryTest, RefusesAnAssetThatSharesItsNameWithAChipThatIsNotServed) {
+    chip("A", DIAG_BUS_I2C, 1, 0x31, "2");
+    chip("A", DIAG_BUS_MTD, 0, 0, "3");
+    EXPECT_EQ(directory().find_asset("A"), nullptr);
+    EXPECT_EQ(directory().find_asset("3"), nullptr);
+    EXPECT_NE(directory().find_asset("2"), nullptr);
+}
+
 TEST_F(DirectoryTest, RefusesALongId) {
     const std::string id(33, 'x');
     chip("A", DIAG_BUS_I2C, 1, 0x31, id.c_str());
@@ -147,6 +164,13 @@ TEST_F(DirectoryTest, CoversAChipsBytesUpToItsLastRegister) {
     EXPECT_EQ(device->footprint(0x20, 2), (Footprint{BusKind::kLpc, 0, 0x300, 0x322}));
 }
 
+TEST_F(DirectoryTest, CoversOneByteOfAChipWithoutRegisters) {
+    chip("PORT", DIAG_BUS_LPC, 0, 0x80);
+    chip("CELL", DIAG_BUS_MEM, 0, 0x1000);
+    EXPECT_EQ(directory().find("PORT")->whole(), (Footprint{BusKind::kLpc, 0, 0x80, 0x81}));
+    EXPECT_EQ(directory().find("CELL")->whole(), (Footprint{BusKind::kMemory, 0, 0x1000, 0x1001}));
+}
+
 TEST_F(DirectoryTest, CoversTheBytesAccessedOfARawPlace) {
     const Directory made;
     EXPECT_EQ(made.find("mem")->footprint(0x100, 8),
@@ -179,8 +203,18 @@ TEST_F(DirectoryTest, GivesARawIdWhereTheChipWouldNotDo) {
     EXPECT_EQ(directory().dynamic_id({0xFF, 0x7F, false}), "i2c:ff:7f") << "nothing described";
 }
 
+TEST_F(DirectoryTest, CountsChipsWhoseIdIsSharedAmongThoseOfAPlace) {
+    chip("A", DIAG_BUS_I2C, 1, 0x31, "2");
+    chip("B", DIAG_BUS_I2C, 1, 0x31, "shared");
+    chip("C", DIAG_BUS_I2C, 1, 0x32, "shared");
+    EXPECT_EQ(directory().dynamic_id({1, 0x31, false}), "i2c:1:31") << "two stand there";
+    EXPECT_EQ(directory().dynamic_id({1, 0x32, false}), "i2c:1:32") << "its id names nothing";
+}
+
 TEST_F(DirectoryTest, GivesNoIdForAnAddressThatCannotBe) {
+    chip("WIDE", DIAG_BUS_I2C, 1, 0x81, "2");
     EXPECT_EQ(directory().dynamic_id({1, 0x80, false}), "");
+    EXPECT_EQ(directory().dynamic_id({1, 0x81, false}), "") << "described all the same";
 }
 
 TEST(DirectoryOfExample, HasEveryChipOfTheXmlForm) {

@@ -80,7 +80,7 @@ TEST(Options, RefuseWhatCannotBe) {
 TEST(Options, HelpTellsTheLimits) {
     const std::string help = parse({"--help"}).text;
     for (const char *limit : {"256 clients", "32 waiting requests", "1024 waiting requests",
-                              "64 answers", "300 s", "1900 bytes", "1300 of a write"}) {
+                              "64 answers", "for 60 s", "300 s", "1900 bytes", "1300 of a write"}) {
         EXPECT_NE(help.find(limit), std::string::npos) << limit;
     }
     EXPECT_EQ(parse({"--version"}).text.substr(0, 10), "busbroker ");

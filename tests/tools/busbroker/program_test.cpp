@@ -1,49 +1,20 @@
 // SPDX-License-Identifier: MIT
 // The daemon as a program.
-#include <array>
 #include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <ifaddrs.h>
 #include <netinet/in.h>
 #include <nlohmann/json.hpp>
-#include <poll.h>
-#include <sys/syscall.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "diags/exit_status.h"
-#include "tests/support/run_program.h"
-#include "tests/tools/busbroker/daemon_process.h"
+#include "diags/tools/busbroker/socket.h"
+#include "tests/tools/busbroker/program_fixture.h"
 
 namespace diag::test {
 namespace {
-
-const std::string kBoards = DIAG_SOURCE_DIR "/examples/boards/";
-const std::string kRouter = kBoards + "edge_router.xml";
-const std::string kRouterBoard = kBoards + "edge_router.board";
-
-class BusbrokerTest : public testing::Test {
-  protected:
-    std::vector<std::string> on_router(std::vector<std::string> options = {}) const {
-        options.insert(options.end(), {"--board", kRouterBoard, kRouter});
-        return options;
-    }
-
-    // Runs the program to its end.
-    ProgramResult run(std::vector<std::string> arguments) const {
-        arguments.insert(arguments.begin(), kBusbroker);
-        return run_program(arguments, {"DIAG_BOARD_DIR=" + folder_.path().string(), "DIAG_BOARD="});
-    }
-
-    void expect_failure(const std::vector<std::string> &arguments, int status,
-                        const std::string &line) const {
-        const ProgramResult result = run(arguments);
-        EXPECT_EQ(result.status, status);
-        EXPECT_EQ(result.errors, "busbroker: " + line + "\n");
-        EXPECT_EQ(result.output, "");
-    }
-
-    TemporaryFolder folder_;
-};
 
 TEST_F(BusbrokerTest, ServesABoard) {
     const DaemonProcess daemon(folder_, on_router());
@@ -158,6 +129,45 @@ TEST_F(BusbrokerTest, KeepsWhatItHasWhenAFileHasBecomeBad) {
     EXPECT_EQ(client.ask(read_request("2", 0, 1)), "00000000,0001,08,1c,Success,0001,a5");
 }
 
+TEST_F(BusbrokerTest, LeavesTheBoardAloneWhenTheDescriptionHasBecomeBad) {
+    const std::string path = folder_.write("d.xml", read_file(kRouter));
+    const std::string start = R"({"description": ")" + kRouter + "\"";
+    const std::string board = folder_.write("b.board", start + "}");
+    const DaemonProcess daemon(folder_, {"--board", board, path});
+    const auto states = state_files();
+    ASSERT_EQ(states.size(), 1U);
+    folder_.write("d.xml", "<config>\n<oops>");
+    folder_.write("b.board", start + R"(, "broker": {"faults": {"refuse": 100}}})");
+    daemon.signal(SIGHUP);
+    EXPECT_TRUE(daemon.wait_for_error("going on with what was there\n")) << daemon.errors();
+    EXPECT_EQ(state_files(), states);
+    DaemonClient client(daemon.port());
+    EXPECT_EQ(client.ask(read_request("2", 0, 1)), "00000000,0001,08,1c,Success,0001,a5");
+    folder_.write("d.xml", read_file(kRouter));
+    daemon.signal(SIGHUP);
+    std::string text;
+    for (int i = 0; i < 1000 && text.find("Refused") == std::string::npos; ++i) {
+        text = client.ask(read_request("2", 0, 1));
+    }
+    EXPECT_EQ(text, "00000000,0001,08,1c,Refused");
+    EXPECT_NE(state_files(), states) << "an edited board file means a new board";
+}
+
+TEST_F(BusbrokerTest, WarnsThatAnotherAddressNeedsAnotherStart) {
+    std::string text = read_file(kRouter);
+    const std::string path = folder_.write("d.xml", text);
+    const DaemonProcess daemon(folder_, {"--board", kRouterBoard, path});
+    text.replace(text.find("<ip>127.0.0.1"), 13, "<ip>127.0.0.9");
+    folder_.write("d.xml", text);
+    daemon.signal(SIGHUP);
+    EXPECT_TRUE(daemon.wait_for_error("\n"));
+    EXPECT_EQ(daemon.errors(), "busbroker: " + path +
+                                   ": <system>: 127.0.0.9:0 counts from the next start, it was "
+                                   "127.0.0.1:0\n");
+    DaemonClient client(daemon.port());
+    EXPECT_EQ(client.ask({.type = 4}), "Success");
+}
+
 TEST_F(BusbrokerTest, DoesWhatTheBoardFileWantsToGoWrong) {
     const std::string board =
         folder_.write("b.board", R"({"description": ")" + kRouter +
@@ -186,88 +196,25 @@ TEST_F(BusbrokerTest, TracesToStandardError) {
     EXPECT_TRUE(daemon.wait_for_error("\"status\":\"Success\""));
 }
 
-// ---- becoming a daemon ----
-
-// Ends a process that is not this one's child.
-class Stranger {
-  public:
-    explicit Stranger(pid_t pid) : descriptor_(static_cast<int>(syscall(SYS_pidfd_open, pid, 0))) {}
-    ~Stranger() {
-        syscall(SYS_pidfd_send_signal, descriptor_, SIGKILL, nullptr, 0);
-        close(descriptor_);
+TEST_F(BusbrokerTest, GoesOnWhenNobodyReadsItsTrace) {
+    const std::string path = folder_.file("trace");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    DaemonProcess daemon(folder_, on_router({"--trace=" + path}));
+    DaemonClient client(daemon.port());
+    for (int i = 0; i < 600; ++i) {  // more lines than a pipe has room for
+        ASSERT_EQ(client.ask({.type = 4}), "Success") << i;
     }
-    Stranger(const Stranger &) = delete;
-    Stranger &operator=(const Stranger &) = delete;
-
-    bool ends_after(int signal) const {
-        syscall(SYS_pidfd_send_signal, descriptor_, signal, nullptr, 0);
-        pollfd event = {descriptor_, POLLIN, 0};
-        return poll(&event, 1, 20'000) == 1;
-    }
-
-  private:
-    int descriptor_;
-};
-
-TEST_F(BusbrokerTest, BecomesADaemonOnceItListens) {
-    const ProgramResult result = run(on_router({"--port", "0"}));
-    ASSERT_EQ(result.status, kExitDone) << result.errors;
-    EXPECT_EQ(result.errors, "");
-    const uint16_t port = listening_port(result.output);
-    ASSERT_NE(port, 0) << result.output;
-    DaemonClient client(port);
-    const auto status = nlohmann::json::parse(client.status());
-    const pid_t pid = status["pid"];
-    const Stranger daemon(pid);
-    EXPECT_EQ(client.ask(read_request("2", 0, 1)), "00000000,0001,08,1c,Success,0001,a5");
-    EXPECT_NE(getsid(pid), getsid(0)) << "a session of its own";
-    EXPECT_NE(getsid(pid), pid) << "which it does not lead";
-    EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/cwd"), "/");
-    for (const char *descriptor : {"0", "1", "2"}) {
-        EXPECT_EQ(
-            std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/fd/" + descriptor),
-            "/dev/null");
-    }
-    EXPECT_TRUE(daemon.ends_after(SIGTERM));
+    daemon.signal(SIGTERM);
+    EXPECT_EQ(daemon.wait(), kExitDone);
+    close(reader);
 }
 
-TEST_F(BusbrokerTest, TellsBeforeItBecomesADaemonThatThePortIsTaken) {
+TEST_F(BusbrokerTest, TellsHowLongItRemembersAnswers) {
     const DaemonProcess daemon(folder_, on_router());
-    const std::string port = std::to_string(daemon.port());
-    expect_failure(
-        on_router({"--port", port}), kExitBusy,
-        "127.0.0.1:" + port + ": Address already in use: is a busbroker running already?");
-}
-
-TEST_F(BusbrokerTest, TellsBeforeItBecomesADaemonThatThereIsNoBoard) {
-    expect_failure({"--port", "0", kRouter}, kExitNoDevice,
-                   "no board: say --board FILE.board, or set DIAG_BOARD to the state file of a "
-                   "running simulated board");
-}
-
-TEST_F(BusbrokerTest, TellsThatABoardFileIsBad) {
-    const std::string board = folder_.write(
-        "b.board", R"({"description": "x.xml", "broker": {"faults": {"lose": 101}}})");
-    expect_failure({"--port", "0", "--board", board, kRouter}, kExitBadDescription,
-                   board + ": /broker/faults/lose: out of range: 0 to 0x64");
-}
-
-TEST_F(BusbrokerTest, TellsThatAnAddressIsNotItsOwn) {
-    const ProgramResult result = run(on_router({"--port", "0", "--bind", "192.0.2.1"}));
-    EXPECT_EQ(result.status, kExitAccessFailed);
-    EXPECT_EQ(result.errors, "busbroker: 192.0.2.1:0: Cannot assign requested address\n");
-}
-
-TEST_F(BusbrokerTest, TellsThatATraceCannotBeWritten) {
-    expect_failure(on_router({"--port", "0", "--trace=/nowhere/trace"}), kExitAccessFailed,
-                   "/nowhere/trace: No such file or directory");
-}
-
-TEST_F(BusbrokerTest, TellsThatItsCommandLineIsUnusable) {
-    EXPECT_EQ(run({}).status, kExitUsage);
-    EXPECT_EQ(run({"--nonsense", kRouter}).status, kExitUsage);
-    EXPECT_EQ(run({"--help"}).status, kExitDone);
-    EXPECT_EQ(run({"--version"}).status, kExitDone);
+    DaemonClient client(daemon.port());
+    EXPECT_EQ(nlohmann::json::parse(client.status())["limits"]["answer_life_ms"], 60'000);
 }
 
 // ---- foreign requests ----
@@ -317,7 +264,37 @@ TEST_F(BusbrokerTest, ServesOtherMachinesOnlyWhenAskedTo) {
     EXPECT_EQ(stranger.ask({.type = 4}), "Success");
 }
 
+TEST_F(BusbrokerTest, ServesThisMachineAtAnAddressForOthers) {
+    const std::string host = outside_address();
+    if (host.empty()) {
+        GTEST_SKIP() << "this machine has no address but loopback ones";
+    }
+    std::string text = read_file(kRouter);
+    text.replace(text.find("<ip>127.0.0.1"), 13, "<ip>" + host);
+    const DaemonProcess daemon(folder_, {"--board", kRouterBoard, folder_.write("d.xml", text)});
+    DaemonClient client(daemon.port(), host);
+    EXPECT_EQ(client.ask({.type = 4}), "Success");
+}
+
+TEST(ThisMachine, IsALoopbackAddressOrTheBoundOne) {
+    constexpr uint32_t kOwn = 0xC0000201;
+    EXPECT_TRUE(daemon::is_this_machine(INADDR_LOOPBACK, INADDR_LOOPBACK));
+    EXPECT_TRUE(daemon::is_this_machine(INADDR_LOOPBACK + 5, kOwn));
+    EXPECT_TRUE(daemon::is_this_machine(kOwn, kOwn));
+    EXPECT_FALSE(daemon::is_this_machine(kOwn + 1, kOwn));
+    EXPECT_FALSE(daemon::is_this_machine(kOwn, INADDR_LOOPBACK));
+    EXPECT_FALSE(daemon::is_this_machine(kOwn, INADDR_ANY));
+    EXPECT_FALSE(daemon::is_this_machine(INADDR_ANY, INADDR_ANY));
+}
+
 // ---- --check ----
+
+TEST_F(BusbrokerTest, ChecksWithoutPoweringABoardUp) {
+    EXPECT_EQ(run(on_router({"--check"})).output, "11 devices\n");
+    EXPECT_TRUE(folder_.is_empty());
+    const std::string board = folder_.write("b.board", R"({"description": 5})");
+    EXPECT_EQ(run({"--check", "--board", board, kRouter}).status, kExitBadDescription);
+}
 
 TEST_F(BusbrokerTest, CountsTheDevicesOfAGoodDescription) {
     const ProgramResult result = run({"--check", kRouter});

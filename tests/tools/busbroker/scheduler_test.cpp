@@ -1,75 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "diags/tools/busbroker/scheduler.h"
+#include "tests/tools/busbroker/scheduler_test.h"
 
 #include <gtest/gtest.h>
 
 namespace diag::daemon {
 namespace {
-
-using std::chrono::milliseconds;
-using std::chrono::seconds;
-
-constexpr Footprint kDevice = {BusKind::kI2c, 3, 0x50, 0x51};
-constexpr Footprint kOther = {BusKind::kI2c, 3, 0x51, 0x52};
-
-class SchedulerTest : public testing::Test {
-  protected:
-    // Items are numbered as they are queued, from 1.
-    uint32_t enqueue(uint32_t client, JobKind kind, const Footprint &footprint = kDevice,
-                     uint32_t priority = 0, Duration hold = {}) {
-        const Job job = {.client = client,
-                         .item = ++items_,
-                         .priority = priority,
-                         .kind = kind,
-                         .footprint = footprint,
-                         .hold = hold,
-                         .arrival = now_};
-        EXPECT_TRUE(scheduler_.has_room(job, now_));
-        scheduler_.enqueue(job);
-        return items_;
-    }
-
-    // Runs what is due and answers the items in the order in which they ran. Refused items are
-    // negative.
-    std::vector<int> run(bool succeeds = true) {
-        std::vector<int> order;
-        while (const auto decision = scheduler_.next(now_)) {
-            const int item = static_cast<int>(decision->job.item);
-            verdict_ = decision->verdict;
-            order.push_back(verdict_ == Verdict::kRun ? item : -item);
-            if (verdict_ == Verdict::kRun) {
-                scheduler_.finish(decision->job, succeeds, now_);
-            }
-        }
-        return order;
-    }
-
-    std::vector<int> run_one(uint32_t client, JobKind kind, const Footprint &footprint = kDevice,
-                             bool succeeds = true) {
-        enqueue(client, kind, footprint);
-        return run(succeeds);
-    }
-
-    void expect_runs(uint32_t client, JobKind kind, const Footprint &footprint = kDevice) {
-        const std::vector<int> ran = run_one(client, kind, footprint);
-        EXPECT_EQ(ran, std::vector<int>{static_cast<int>(items_)});
-    }
-    void expect_refused(uint32_t client, JobKind kind, Verdict verdict) {
-        const std::vector<int> ran = run_one(client, kind);
-        EXPECT_EQ(ran, std::vector<int>{-static_cast<int>(items_)});
-        EXPECT_EQ(verdict_, verdict);
-    }
-    void expect_waits(uint32_t client, JobKind kind, const Footprint &footprint = kDevice) {
-        EXPECT_TRUE(run_one(client, kind, footprint).empty());
-    }
-
-    void pass(Duration duration) { now_ += duration; }
-
-    Scheduler scheduler_{{.transaction = seconds(2), .wait = seconds(10)}};
-    TimePoint now_ = TimePoint(seconds(1000));
-    uint32_t items_ = 0;
-    Verdict verdict_ = Verdict::kRun;
-};
 
 TEST_F(SchedulerTest, WithNothingToDoHasNoDeadline) {
     EXPECT_FALSE(scheduler_.next(now_));
@@ -196,6 +131,14 @@ TEST_F(SchedulerTest, ANewTransactionMakesTheExpiredOneForgotten) {
     expect_runs(0, JobKind::kLast);
 }
 
+TEST_F(SchedulerTest, ANewTransactionThatFailsMakesTheExpiredOneForgottenToo) {
+    expect_runs(0, JobKind::kFirst);
+    pass(seconds(2));
+    EXPECT_EQ(run_one(0, JobKind::kFirst, kDevice, false).size(), 1U);
+    expect_runs(0, JobKind::kLast);
+    expect_refused(0, JobKind::kNext, Verdict::kNoTransaction);
+}
+
 TEST_F(SchedulerTest, ANextRequestNeedsAFirstOne) {
     expect_refused(0, JobKind::kNext, Verdict::kNoTransaction);
     expect_runs(0, JobKind::kFirst);
@@ -284,6 +227,39 @@ TEST_F(SchedulerTest, AReservationOutlivesATransactionWithin) {
     expect_waits(1, JobKind::kSingle);
 }
 
+constexpr Footprint kBus = {BusKind::kI2c, 3, 0, 0x100};
+
+TEST_F(SchedulerTest, AReservationWithinALongerOneLeavesThatAsItIs) {
+    enqueue(0, JobKind::kReserve, kBus, 0, seconds(9));
+    enqueue(0, JobKind::kReserve, kDevice, 0, seconds(1));
+    EXPECT_EQ(run().size(), 2U);
+    EXPECT_EQ(scheduler_.holds(now_).size(), 2U);
+    pass(seconds(8));
+    expect_waits(1, JobKind::kSingle, kDevice);
+    expect_waits(2, JobKind::kSingle, kOther);
+    pass(seconds(1));
+    EXPECT_EQ(run().size(), 2U);
+}
+
+TEST_F(SchedulerTest, GivingBackADeviceGivesNotBackItsBus) {
+    enqueue(0, JobKind::kReserve, kBus, 0, seconds(9));
+    enqueue(0, JobKind::kReserve, kDevice, 0, seconds(9));
+    enqueue(0, JobKind::kRelease, kDevice);
+    EXPECT_EQ(run().size(), 3U);
+    expect_waits(1, JobKind::kSingle, kDevice);
+    enqueue(0, JobKind::kRelease, kBus);
+    EXPECT_EQ(run(), (std::vector<int>{5, 4}));
+}
+
+TEST_F(SchedulerTest, AReservationThatIsRenewedForLessEndsSooner) {
+    enqueue(0, JobKind::kReserve, kDevice, 0, seconds(9));
+    enqueue(0, JobKind::kReserve, kDevice, 0, seconds(1));
+    EXPECT_EQ(run().size(), 2U);
+    EXPECT_EQ(scheduler_.holds(now_).size(), 1U);
+    pass(seconds(1));
+    expect_runs(1, JobKind::kSingle);
+}
+
 TEST_F(SchedulerTest, AReservationIsGivenBack) {
     enqueue(0, JobKind::kReserve, kDevice, 0, seconds(30));
     run();
@@ -362,6 +338,21 @@ TEST_F(SchedulerTest, GivesAClientSoManyHolds) {
     expect_runs(1, JobKind::kFirst);
 }
 
+TEST_F(SchedulerTest, GivesAClientAsManyHoldsAgainOnceTheyHaveEnded) {
+    for (int round = 0; round < 3; ++round) {
+        for (uint32_t bus = 0; bus < kMaxHoldsPerClient; ++bus) {
+            expect_runs(0, JobKind::kFirst, {BusKind::kI2c, bus, 0, 1});
+        }
+        EXPECT_TRUE(scheduler_.has_hold(0, now_));
+        EXPECT_EQ(scheduler_.holds(now_).size(), kMaxHoldsPerClient);
+        pass(seconds(2));
+        EXPECT_FALSE(scheduler_.has_hold(0, now_));
+    }
+    expect_runs(0, JobKind::kFirst);
+    scheduler_.forget(0);
+    EXPECT_FALSE(scheduler_.has_hold(0, now_));
+}
+
 TEST_F(SchedulerTest, ForgetsAllOfAClient) {
     expect_runs(0, JobKind::kFirst);
     pass(seconds(2));
@@ -384,75 +375,6 @@ TEST_F(SchedulerTest, TwoClientsThatWaitForEachOtherDoNotWaitForEver) {
     expect_waits(1, JobKind::kSingle, kDevice);
     pass(seconds(2));
     EXPECT_EQ(run(), (std::vector<int>{3, 4}));
-}
-
-// The registers of a mailbox are several bytes of a bus; they are reached by one device id.
-class TransactionOverSeveralPlaces : public SchedulerTest {
-  protected:
-    static constexpr size_t kLpc = 77;
-
-    static Footprint byte_at(uint64_t address) { return {BusKind::kLpc, 0, address, address + 1}; }
-
-    std::optional<Verdict> make(uint32_t client, JobKind kind, uint64_t address,
-                                size_t device = kLpc) {
-        const Job job = {.client = client,
-                         .item = 1,
-                         .kind = kind,
-                         .footprint = byte_at(address),
-                         .device = device,
-                         .arrival = now_};
-        scheduler_.enqueue(job);
-        const auto decision = scheduler_.next(now_);
-        if (!decision) {
-            return std::nullopt;  // it waits
-        }
-        if (decision->verdict == Verdict::kRun) {
-            scheduler_.finish(decision->job, true, now_);
-        }
-        return decision->verdict;
-    }
-};
-
-TEST_F(TransactionOverSeveralPlaces, GoesOnByTheDeviceThatIsNamed) {
-    EXPECT_EQ(make(1, JobKind::kFirst, 0x60), Verdict::kRun);
-    EXPECT_EQ(make(1, JobKind::kNext, 0x64), Verdict::kRun);
-    EXPECT_EQ(make(1, JobKind::kNext, 0x70, kLpc + 1), Verdict::kNoTransaction);
-    EXPECT_EQ(scheduler_.holds(now_).size(), 2U);
-    EXPECT_EQ(make(1, JobKind::kLast, 0x68), Verdict::kRun);
-    EXPECT_TRUE(scheduler_.holds(now_).empty());
-}
-
-TEST_F(TransactionOverSeveralPlaces, KeepsOthersOffThePlacesThatItHasTouchedAndNoOthers) {
-    EXPECT_EQ(make(1, JobKind::kFirst, 0x60), Verdict::kRun);
-    EXPECT_EQ(make(1, JobKind::kNext, 0x64), Verdict::kRun);
-    EXPECT_EQ(make(2, JobKind::kSingle, 0x62), Verdict::kRun);
-    EXPECT_EQ(make(2, JobKind::kSingle, 0x64), std::nullopt);
-    EXPECT_EQ(make(3, JobKind::kFirst, 0x60), std::nullopt);
-}
-
-TEST_F(TransactionOverSeveralPlaces, LivesOnAsAWhole) {
-    EXPECT_EQ(make(1, JobKind::kFirst, 0x60), Verdict::kRun);
-    now_ += milliseconds(1500);
-    EXPECT_EQ(make(1, JobKind::kNext, 0x64), Verdict::kRun);
-    now_ += milliseconds(1500);
-    EXPECT_EQ(make(2, JobKind::kSingle, 0x60), std::nullopt) << "the first place is held as well";
-}
-
-TEST_F(TransactionOverSeveralPlaces, IsToldOnceThatItHasExpired) {
-    EXPECT_EQ(make(1, JobKind::kFirst, 0x60), Verdict::kRun);
-    EXPECT_EQ(make(1, JobKind::kNext, 0x64), Verdict::kRun);
-    now_ += seconds(3);
-    EXPECT_EQ(make(1, JobKind::kLast, 0x68), Verdict::kTransactionExpired);
-    EXPECT_EQ(make(1, JobKind::kLast, 0x68), Verdict::kRun) << "an access by itself";
-}
-
-TEST_F(TransactionOverSeveralPlaces, HasABoundedNumberOfThem) {
-    EXPECT_EQ(make(1, JobKind::kFirst, 0), Verdict::kRun);
-    for (uint64_t place = 1; place < kMaxHoldsPerClient; place++) {
-        EXPECT_EQ(make(1, JobKind::kNext, 2 * place), Verdict::kRun) << place;
-    }
-    EXPECT_EQ(make(1, JobKind::kNext, 2 * kMaxHoldsPerClient), Verdict::kTooManyHolds);
-    EXPECT_EQ(make(1, JobKind::kNext, 0), Verdict::kRun) << "nothing new";
 }
 
 }  // namespace

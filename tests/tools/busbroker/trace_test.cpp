@@ -1,8 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "diags/tools/busbroker/trace.h"
 
+#include <algorithm>
+#include <array>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <vector>
 
 #include "tests/support/temporary_folder.h"
 
@@ -57,16 +64,81 @@ TEST(Trace, LeavesOutWhatARequestHasNot) {
 
 TEST(Trace, IsWrittenLineByLine) {
     const test::TemporaryFolder folder;
-    std::FILE *file = std::fopen(folder.file("trace").c_str(), "w");
-    ASSERT_NE(file, nullptr);
+    const int file = open(folder.file("trace").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_GE(file, 0);
     StreamTrace trace(file);
     trace.record({.client = kClient, .head = RequestHead()});
     const std::string text = test::read_file(folder.file("trace"));
     ASSERT_FALSE(text.empty()) << "kept back";
     EXPECT_EQ(text.find('\n'), text.size() - 1);
     EXPECT_EQ(nlohmann::json::parse(text)["client"], "127.0.0.1:40000");
-    std::fclose(file);
+    close(file);
 }
+
+// ---- a reader that does not read ----
+
+enum class Kind { kPipe, kSocket };
+
+class StuckTraceTest : public testing::TestWithParam<Kind> {
+  protected:
+    StuckTraceTest() {
+        const bool is_made =
+            GetParam() == Kind::kPipe
+                ? pipe2(ends_.data(), O_CLOEXEC) == 0
+                : socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends_.data()) == 0;
+        EXPECT_TRUE(is_made);
+    }
+    ~StuckTraceTest() override {
+        close(ends_[0]);
+        close(ends_[1]);
+    }
+
+    std::vector<std::string> read_lines() const {
+        std::string text;
+        std::array<char, 65536> piece;
+        pollfd event = {ends_[0], POLLIN, 0};
+        while (poll(&event, 1, 0) == 1) {
+            const ssize_t size = read(ends_[0], piece.data(), piece.size());
+            if (size <= 0) {
+                break;
+            }
+            text.append(piece.data(), static_cast<size_t>(size));
+        }
+        std::vector<std::string> lines;
+        for (size_t start = 0; start < text.size();) {
+            const size_t end = std::min(text.find('\n', start), text.size());
+            lines.push_back(text.substr(start, end - start));
+            start = end + 1;
+        }
+        return lines;
+    }
+
+    std::array<int, 2> ends_ = {-1, -1};
+};
+
+TEST_P(StuckTraceTest, LosesWholeLinesAndTellsHowMany) {
+    constexpr size_t kRecords = 5000;
+    StreamTrace trace(ends_[1]);
+    for (size_t i = 0; i < kRecords; ++i) {
+        trace.record({.client = kClient, .head = RequestHead()});
+    }
+    EXPECT_EQ(fcntl(ends_[1], F_GETFL) & O_NONBLOCK, 0) << "others use it too";
+    size_t seen = read_lines().size();
+    ASSERT_LT(seen, kRecords);
+    ASSERT_GT(seen, 0U);
+    trace.record({.client = kClient, .head = RequestHead()});
+    const std::vector<std::string> later = read_lines();
+    ASSERT_FALSE(later.empty());
+    // The first may be the end of a line that went out in part.
+    const auto line = nlohmann::json::parse(later.back());
+    EXPECT_EQ(line["dropped"], kRecords - seen);
+    trace.record({.client = kClient, .head = RequestHead()});
+    const std::vector<std::string> last = read_lines();
+    ASSERT_EQ(last.size(), 1U);
+    EXPECT_FALSE(nlohmann::json::parse(last[0]).contains("dropped")) << "told once";
+}
+
+INSTANTIATE_TEST_SUITE_P(, StuckTraceTest, testing::Values(Kind::kPipe, Kind::kSocket));
 
 }  // namespace
 }  // namespace diag::daemon
