@@ -9,15 +9,6 @@
 #include <thread>
 #include <unistd.h>
 
-#ifdef __SANITIZE_THREAD__
-// A thread that is cancelled inside poll runs its destructors with the sanitizer blind to the locks
-// that they take.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the sanitizer's
-extern "C" __attribute__((visibility("default"))) const char *__tsan_default_suppressions() {
-    return "race:diag::Receiver::~Receiver\n";
-}
-#endif
-
 namespace diag::test {
 
 Client::Client() : client_(std::make_unique<tool_info>()) {
